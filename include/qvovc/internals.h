@@ -1,0 +1,21 @@
+/* Exported internals: routines and tables that the operations share and that the library exports for programs that
+ * work at their level. Their names begin with an underscore. */
+#ifndef QVOVC_INTERNALS_H
+#define QVOVC_INTERNALS_H
+
+#include "types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- bit streams ---- */
+
+/* Entry n is 2^n - 1, n = 0..32: the mask of the low n bits. */
+QVO_API extern const Qvo32u _qvoGetBitsMask[33];
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
