@@ -18,7 +18,8 @@ QvoStatus checkVector(const void* p, Qvo32s len) {
 
 template <class F>
 void forEach(Qvo16s* p, Qvo32s len, F f) {
-    for (Qvo32s i = 0; i < len; ++i) p[i] = f(p[i]);
+    for (Qvo32s i = 0; i < len; ++i)
+        p[i] = f(p[i]);
 }
 
 template <int size>
@@ -50,7 +51,8 @@ QvoStatus qvosSet_8u(Qvo8u val, Qvo8u* pDst, Qvo32s len) {
 
 QvoStatus qvosSet_16s(Qvo16s val, Qvo16s* pDst, Qvo32s len) {
     if (const QvoStatus status = checkVector(pDst, len)) return status;
-    for (Qvo32s i = 0; i < len; ++i) pDst[i] = val;
+    for (Qvo32s i = 0; i < len; ++i)
+        pDst[i] = val;
     return qvoStatusOk;
 }
 
@@ -125,7 +127,8 @@ QvoStatus qvoiCopyBlock_16x16_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst,
 QvoStatus qvoiCountZeros8x8_16s_C1(const Qvo16s* pSrc, Qvo32u* pCount) {
     if (anyNull(pSrc, pCount)) return qvoStatusNullPtr;
     Qvo32u count = 0;
-    for (int i = 0; i < 64; ++i) count += pSrc[i] == 0;
+    for (int i = 0; i < 64; ++i)
+        count += pSrc[i] == 0;
     *pCount = count;
     return qvoStatusOk;
 }
@@ -135,7 +138,6 @@ QvoStatus qvoiMCBlock_RoundOff_8u(const Qvo8u* pSrcRef, Qvo32s srcStep, Qvo8u* p
     return predictBlock(pSrcRef, srcStep, pDst, dstStep, predType, 0);
 }
 
-QvoStatus qvoiMCBlock_RoundOn_8u(const Qvo8u* pSrcRef, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
-                                 Qvo32s predType) {
+QvoStatus qvoiMCBlock_RoundOn_8u(const Qvo8u* pSrcRef, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s predType) {
     return predictBlock(pSrcRef, srcStep, pDst, dstStep, predType, 1);
 }

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
-// `count` elements whose last one is followed directly by an unreadable page (Guard::after) or whose first one is
-// preceded directly by one (Guard::before). The elements start as zeros.
+// `count` elements whose last one is followed directly by an unreadable page (Guard::after) or whose first
+// one is preceded directly by one (Guard::before). The elements start as zeros.
 enum class Guard { after, before };
 
 template <class T>

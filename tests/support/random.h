@@ -27,7 +27,8 @@ class Random {
 
     template <class Container>
     void fill(Container& c, int low, int high) {
-        for (auto& e : c) e = static_cast<std::decay_t<decltype(e)>>(range(low, high));
+        for (auto& e : c)
+            e = static_cast<std::decay_t<decltype(e)>>(range(low, high));
     }
 
   private:

@@ -1,0 +1,220 @@
+// Aligned memory, vectors, regions, block copies, the zero count and the rounding predictors.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "qvovc.h"
+#include "support/guarded.h"
+#include "support/random.h"
+
+namespace {
+
+TEST(Memory, BlocksAreAlignedWritableAndFreed) {
+    EXPECT_EQ(nullptr, qvosMalloc_8u(0));
+    EXPECT_EQ(nullptr, qvosMalloc_8u(-1));
+    EXPECT_EQ(qvoStatusOk, qvosFree(nullptr));
+    for (Qvo32s len : {1, 31, 32, 33, 4096, 1 << 20}) {
+        Qvo8u* p = qvosMalloc_8u(len);
+        ASSERT_NE(nullptr, p);
+        EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(p) % 32);
+        std::memset(p, 0xA5, static_cast<std::size_t>(len));
+        EXPECT_EQ(qvoStatusOk, qvosFree(p));
+    }
+}
+
+TEST(Core, StatusesInTheirOrder) {
+    Qvo8u bytes[1024];
+    Qvo16s words[1024];
+    std::memset(bytes, 7, sizeof bytes);
+    std::memset(words, 7, sizeof words);
+    Qvo32u count = 99;
+    const struct {
+        QvoStatus expected;
+        std::function<QvoStatus()> call;
+    } cases[] = {
+        {qvoStatusNullPtr, [&] { return qvosSet_8u(1, nullptr, 0); }},
+        {qvoStatusSize, [&] { return qvosSet_8u(1, bytes, 0); }},
+        {qvoStatusNullPtr, [&] { return qvosSet_16s(1, nullptr, 0); }},
+        {qvoStatusSize, [&] { return qvosSet_16s(1, words, -5); }},
+        {qvoStatusNullPtr, [&] { return qvosZero_16s(nullptr, 0); }},
+        {qvoStatusSize, [&] { return qvosZero_16s(words, 0); }},
+        {qvoStatusNullPtr, [&] { return qvosCopy_8u(nullptr, bytes, 0); }},
+        {qvoStatusNullPtr, [&] { return qvosCopy_8u(bytes, nullptr, 0); }},
+        {qvoStatusSize, [&] { return qvosCopy_8u(bytes + 512, bytes, 0); }},
+        {qvoStatusNullPtr, [&] { return qvosMulC_16s_ISfs(0, nullptr, 0, 0); }},
+        {qvoStatusSize, [&] { return qvosMulC_16s_ISfs(0, words, 0, 31); }},
+        {qvoStatusNullPtr, [&] { return qvosThreshold_16s_I(nullptr, 0, 1, 4); }},
+        {qvoStatusSize, [&] { return qvosThreshold_16s_I(words, 0, 1, 4); }},
+        {qvoStatusNullPtr, [&] { return qvoiSet_8u_C1R(1, nullptr, 0, 0, 0); }},
+        {qvoStatusSize, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 0, 1); }},
+        {qvoStatusSize, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 1, 0); }},
+        {qvoStatusStep, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 1, 1); }},
+        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_8x8_8u(nullptr, 0, bytes, 0); }},
+        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_8x8_8u(bytes, 0, nullptr, 0); }},
+        {qvoStatusStep8, [&] { return qvoiCopyBlock_8x8_8u(bytes + 512, 7, bytes, 8); }},
+        {qvoStatusStep8, [&] { return qvoiCopyBlock_8x8_8u(bytes + 512, 8, bytes, 7); }},
+        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_16x16_8u(nullptr, 0, bytes, 0); }},
+        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_16x16_8u(bytes, 0, nullptr, 0); }},
+        {qvoStatusStep16, [&] { return qvoiCopyBlock_16x16_8u(bytes + 512, 15, bytes, 16); }},
+        {qvoStatusStep16, [&] { return qvoiCopyBlock_16x16_8u(bytes + 512, 16, bytes, 15); }},
+        {qvoStatusNullPtr, [&] { return qvoiCountZeros8x8_16s_C1(nullptr, &count); }},
+        {qvoStatusNullPtr, [&] { return qvoiCountZeros8x8_16s_C1(words, nullptr); }},
+        {qvoStatusNullPtr, [&] { return qvoiMCBlock_RoundOff_8u(nullptr, 8, bytes, 8, 0); }},
+        {qvoStatusNullPtr, [&] { return qvoiMCBlock_RoundOn_8u(bytes, 8, nullptr, 8, 0); }},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(cases[i].expected, cases[i].call()) << "case " << i;
+    }
+    for (Qvo8u b : bytes)
+        ASSERT_EQ(7, b);
+    for (Qvo16s w : words)
+        ASSERT_EQ(0x0707, w);
+    EXPECT_EQ(99u, count);
+}
+
+// Elements 0..len-1 and no others, in buffers that end at an unreadable page.
+TEST(Vector, SetZeroAndCopyTouchExactlyTheirElements) {
+    Random random;
+    for (std::size_t len = 1; len < 100; ++len) {
+        const Qvo32s n = static_cast<Qvo32s>(len);
+        Guarded<Qvo8u> src(len), dst(len);
+        Guarded<Qvo16s> wide(len);
+        random.fill(src, 0, 255);
+        ASSERT_EQ(qvoStatusOk, qvosSet_8u(200, dst.data(), n));
+        for (Qvo8u b : dst)
+            ASSERT_EQ(200, b);
+        ASSERT_EQ(qvoStatusOk, qvosCopy_8u(src.data(), dst.data(), n));
+        ASSERT_EQ(0, std::memcmp(src.data(), dst.data(), len));
+        ASSERT_EQ(qvoStatusOk, qvosSet_16s(-30000, wide.data(), n));
+        for (Qvo16s w : wide)
+            ASSERT_EQ(-30000, w);
+        if (len > 1) {
+            ASSERT_EQ(qvoStatusOk, qvosZero_16s(wide.data(), n - 1));
+            for (std::size_t i = 0; i + 1 < len; ++i)
+                ASSERT_EQ(0, wide[i]);
+            ASSERT_EQ(-30000, wide[len - 1]);
+        }
+    }
+}
+
+// The scaled product in exact arithmetic: round to nearest, ties to even, then saturate. Left shifts saturate
+// before the shift as well, which changes nothing once the result is saturated.
+Qvo16s scaledProduct(int element, int val, int scaleFactor) {
+    if (scaleFactor > 30) return 0;
+    const double exact = std::ldexp(static_cast<double>(element) * val, -scaleFactor);
+    return static_cast<Qvo16s>(std::fmin(std::fmax(std::nearbyint(exact), -32768), 32767));
+}
+
+TEST(Vector, ScaledMultiply) {
+    Random random;
+    const int specials[] = {-32768, -32767, -1, 0, 1, 2, 3, 5, 181, 32767};
+    for (int scaleFactor = -40; scaleFactor <= 40; ++scaleFactor) {
+        for (int round = 0; round < 40; ++round) {
+            std::vector<Qvo16s> elements(std::begin(specials), std::end(specials));
+            for (int i = 0; i < 30; ++i)
+                elements.push_back(static_cast<Qvo16s>(random.range(-32768, 32767)));
+            for (int i = 0; i < 30; ++i)
+                elements.push_back(static_cast<Qvo16s>(random.range(-20, 20)));
+            const Qvo16s val = static_cast<Qvo16s>(round < 10 ? specials[round] : random.range(-300, 300));
+            std::vector<Qvo16s> result = elements;
+            ASSERT_EQ(qvoStatusOk,
+                      qvosMulC_16s_ISfs(val, result.data(), static_cast<Qvo32s>(result.size()), scaleFactor));
+            for (std::size_t i = 0; i < elements.size(); ++i) {
+                ASSERT_EQ(scaledProduct(elements[i], val, scaleFactor), result[i])
+                    << elements[i] << " * " << val << " >> " << scaleFactor;
+            }
+        }
+    }
+}
+
+TEST(Vector, ThresholdComparesTheWholeSelector) {
+    const std::vector<Qvo16s> elements = {-32768, 3, 5, 7, 32767};
+    const std::vector<Qvo16s> raised = {5, 5, 5, 7, 32767}, lowered = {-32768, 3, 5, 5, 5};
+    for (Qvo32s relOp : {0, 1, 2, 5, 260, -4}) {
+        auto result = elements;
+        EXPECT_EQ(qvoStatusOk, qvosThreshold_16s_I(result.data(), 5, 5, relOp));
+        EXPECT_EQ(raised, result) << relOp;
+    }
+    auto result = elements;
+    EXPECT_EQ(qvoStatusOk, qvosThreshold_16s_I(result.data(), 5, 5, qvoCmpGreater));
+    EXPECT_EQ(lowered, result);
+}
+
+// Regions and blocks whose last row ends at an unreadable page; what lies between the rows stays.
+TEST(Region, SetAndCopyTouchExactlyTheirBlock) {
+    Random random;
+    const auto inBlock = [](std::size_t i, Qvo32s step, Qvo32s width) {
+        return static_cast<Qvo32s>(i % static_cast<std::size_t>(step)) < width;
+    };
+    for (int round = 0; round < 50; ++round) {
+        const Qvo32s width = random.range(1, 40), height = random.range(1, 20), step = width + random.range(0, 9);
+        Guarded<Qvo8u> region(static_cast<std::size_t>((height - 1) * step + width));
+        ASSERT_EQ(qvoStatusOk, qvoiSet_8u_C1R(77, region.data(), step, width, height));
+        for (std::size_t i = 0; i < region.size(); ++i)
+            ASSERT_EQ(inBlock(i, step, width) ? 77 : 0, region[i]);
+    }
+    for (const Qvo32s size : {8, 16}) {
+        for (int extra = 0; extra < 5; ++extra) {
+            const Qvo32s srcStep = size + extra, dstStep = size + 4 - extra;
+            Guarded<Qvo8u> src(static_cast<std::size_t>((size - 1) * srcStep + size));
+            Guarded<Qvo8u> dst(static_cast<std::size_t>((size - 1) * dstStep + size));
+            random.fill(src, 1, 255);
+            const auto copy = size == 8 ? &qvoiCopyBlock_8x8_8u : &qvoiCopyBlock_16x16_8u;
+            ASSERT_EQ(qvoStatusOk, copy(src.data(), srcStep, dst.data(), dstStep));
+            for (std::size_t i = 0; i < dst.size(); ++i) {
+                const std::size_t x = i % static_cast<std::size_t>(dstStep),
+                                  y = i / static_cast<std::size_t>(dstStep);
+                const Qvo8u expected =
+                    inBlock(i, dstStep, size) ? src[y * static_cast<std::size_t>(srcStep) + x] : Qvo8u{0};
+                ASSERT_EQ(expected, dst[i]);
+            }
+        }
+    }
+}
+
+TEST(Block, CountsZeros) {
+    Random random;
+    for (int percent : {0, 30, 97, 100}) {
+        Guarded<Qvo16s> block(64);
+        Qvo32u zeros = 0, count = 0;
+        for (Qvo16s& c : block) {
+            c = static_cast<Qvo16s>(random.chance(percent) ? 0 : random.chance(50) ? 256 : -1);
+            zeros += c == 0;
+        }
+        ASSERT_EQ(qvoStatusOk, qvoiCountZeros8x8_16s_C1(block.data(), &count));
+        EXPECT_EQ(zeros, count);
+    }
+}
+
+// The predictors equal the 8x8 motion compensation with a zero residual. Types other than 0, 1 and 2,
+// compared whole, mean half-pel in both axes.
+TEST(Block, RoundingPredictors) {
+    Random random;
+    std::vector<Qvo8u> reference(9 * 12);
+    random.fill(reference, 0, 255);
+    const std::vector<Qvo16s> zeros(64);
+    const Qvo32s types[][2] = {{0, 0}, {1, 4}, {2, 8}, {3, 12}, {4, 12}, {-1, 12}, {256, 12}, {257, 12}};
+    for (const auto& [predType, mcType] : types) {
+        for (Qvo32s round : {0, 1}) {
+            std::vector<Qvo8u> expected(64), result(64);
+            ASSERT_EQ(qvoStatusOk,
+                      qvoiMC8x8_8u_C1(reference.data(), 12, zeros.data(), 16, expected.data(), 8, mcType, round));
+            const auto predict = round ? &qvoiMCBlock_RoundOn_8u : &qvoiMCBlock_RoundOff_8u;
+            ASSERT_EQ(qvoStatusOk, predict(reference.data(), 12, result.data(), 8, predType));
+            EXPECT_EQ(expected, result) << predType << ", round " << round;
+        }
+    }
+    // Averages of 10 and 11: rounded up without, down with rounding control.
+    std::vector<Qvo8u> result(64);
+    for (std::size_t i = 0; i < reference.size(); ++i)
+        reference[i] = static_cast<Qvo8u>(10 + i % 2);
+    qvoiMCBlock_RoundOff_8u(reference.data(), 12, result.data(), 8, qvoPredHalfPelHor);
+    EXPECT_EQ(std::vector<Qvo8u>(64, 11), result);
+    qvoiMCBlock_RoundOn_8u(reference.data(), 12, result.data(), 8, qvoPredHalfPelHor);
+    EXPECT_EQ(std::vector<Qvo8u>(64, 10), result);
+}
+
+}  // namespace
