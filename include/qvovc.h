@@ -8,7 +8,9 @@
 #include "qvovc/types.h"
 
 #include "qvovc/core.h"
+#include "qvovc/h263.h"
 #include "qvovc/mpeg2.h"
+#include "qvovc/mpeg4.h"
 #include "qvovc/transform.h"
 
 #include "qvovc/internals.h"
