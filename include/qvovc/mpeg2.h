@@ -11,11 +11,139 @@ extern "C" {
 
 /* ---- variable-length code tables ----------------------------------------------------------------------------- */
 
+/* A prefix code is described by a code list, an array of Qvo32s:
+ *
+ *   word 0            not read
+ *   word 1            L, the number of lookup levels, 1 or more
+ *   words 2 .. L+1    the index width in bits of level 1, level 2, ... level L, each 1 or more
+ *   then, for code length 1, 2, 3, ... 32 in turn: the number N of codes of that length (0 if none) and N entries
+ *   a negative number of codes ends the list
+ *
+ * An entry is {code, value}, or {code, run, level} for run-level tables. `code` holds the code's bits right-aligned,
+ * its first bit being bit length-1. The codes must be prefix-free. `value` takes 24 signed bits, `level` 16; of `run`
+ * the low 8 bits are kept. A code that is longer than the sum of all widths is left out of the table.
+ *
+ * A table made from such a list is one block of 32-bit words (16384 for the plain form, 262144 for the run-level
+ * form), used read-only by any number of threads:
+ *
+ *   - Word 0 holds the width w of level 1, the 2^w words behind it are that level's entries. Every further sub-table
+ *     is likewise a header word with its width and 2^w entries; the sub-tables lie one behind another in the order in
+ *     which the list first needs them. All of them together (2^w + 1 words each) must fit into the block: the
+ *     builders do not check that.
+ *   - An entry with bit 7 set points at a sub-table: index of its header word * 256 + 128.
+ *   - Any other entry is a result: value * 256 + u, or level * 65536 + (run & 255) * 256 + u, where u is the number
+ *     of index bits that do not belong to the code. Shifted right by 8 it gives the decoded value.
+ *   - An entry that no code reaches holds qvoVlcInvalid * 256 + 1. */
+typedef Qvo32s QvoVlcTable;
 
+enum {
+    qvoVlcInvalid = 61681, /* the value that stands for "no such code": hex F0F1, or run 241 of level 240 */
+    qvoRunEndOfBlock = 254, /* the run of the end-of-block code */
+    qvoRunEscape = 255      /* the run of the escape code */
+};
+
+/* Build a table from a code list of two-word entries (65536 bytes of memory) or of three-word entries for run-level
+ * codes (1048576 bytes), and store its address in *ppTable. It is released with qvoiVCHuffmanFree_32s.
+ *
+ * Statuses: -8 a pointer is null; -9 no memory, *ppTable untouched. A malformed list is not reported. */
+QVO_API QvoStatus qvoiVCHuffmanInitAlloc_32s(const Qvo32s* pInputTable, QvoVlcTable** ppTable);
+QVO_API QvoStatus qvoiVCHuffmanInitAllocRL_32s(const Qvo32s* pInputTable, QvoVlcTable** ppTable);
+
+/* Reads one code from a word stream and stores its value (level * 256 + run, from a run-level table) in *pDst.
+ *
+ * ppBitStream, pOffset  reading position, moved behind the code
+ *
+ * Statuses: -8 ppBitStream, the word pointer behind it or pTable is null (pOffset and pDst are not tested); -74 the
+ * code is not in the table: *pDst is qvoVlcInvalid and the position is behind all bits that were looked at, which is
+ * the sum of the widths of the levels gone through. */
+QVO_API QvoStatus qvoiVCHuffmanDecodeOne_1u32s(Qvo32u** ppBitStream, Qvo32s* pOffset, Qvo32s* pDst,
+                                               const QvoVlcTable* pTable);
+
+/* Releases a table and sets *ppTable to null. A null table is accepted.
+ * Statuses: -8 ppTable is null. */
+QVO_API QvoStatus qvoiVCHuffmanFree_32s(QvoVlcTable** ppTable);
 
 /* ---- block reconstruction ------------------------------------------------------------------------------------ */
 
+/* Each of these reads the run-level codes of one 8x8 block from a word stream, inverse-quantises the coefficients and
+ * places them through the scan, ready for qvoiDCT8x8Inv_AANTransposed_*.
+ *
+ * ppBitStream, pOffset  reading position; moved behind the end-of-block code, or behind the code that failed
+ * pDCTFirstTable        run-level table for the first code of a non-intra block. It is looked up only where the next
+ *                       bit is 0: a 1 and a sign bit stand for run 0, level +1 or -1
+ * pDCSizeTable          plain table of the DC sizes (0..31; of other values the low five bits count)
+ * pACTable              run-level table for the following codes. Both run-level tables take the sign bit as part of
+ *                       the code, so that levels are signed, -128..127; run qvoRunEndOfBlock ends the block, run
+ *                       qvoRunEscape announces a 6-bit run and a level of 8 or 16 (MPEG-1) or 12 bits (MPEG-2)
+ * pScanMatrix           64 block positions, each 0..63, in scan order. Where the block goes to the transposed inverse
+ *                       transform, both the scan and the weights are transposed
+ * QP                    quantiser scale: a factor, not the code of MPEG-2's q_scale_type
+ * pQPMatrix             64 weights by block position
+ * pDCPred               predictor of the DC coefficient, replaced by the DC of this block
+ * pDstBlock             64 coefficients, cleared first
+ * pDstSize              receives the scan index of the last coefficient placed
+ *
+ * With W the weight, L the level, "/" dividing toward zero, and no saturation (values keep their low 16 bits):
+ *
+ *   MPEG-1 non-intra  W*L*2*QP / 16, where the product of the first coefficient is cut to 16 signed bits before the
+ *                     division and those of all others are not
+ *   MPEG-1 intra      DC = *pDCPred + 8 * difference; others W*L*2*QP / 16
+ *   MPEG-2 non-intra  W*QP*(2*L + sign(L)) / 32
+ *   MPEG-2 intra      DC = *pDCPred + difference, stored in *pDCPred and, shifted left by shiftDCVal, in the block;
+ *                     others W*L*2*QP / 32
+ *
+ * The MPEG-1 forms leave out two terms of ISO/IEC 11172-2, 2.4.4: the step of even values toward zero, and the sign
+ * term of non-intra blocks. The intra DC goes to position 0 whatever the scan says. The MPEG-2 forms end with the
+ * mismatch control of ISO/IEC 13818-2, 7.4.4: where the sum of all values placed is even, the lowest bit of the
+ * coefficient at block position 63 is toggled.
+ *
+ * A first non-intra code with a run of 64 or more that is not an escape (end of block, and a code that is not in the
+ * table, which reads as run 241) ends the block as an empty one: the status is 0, that run is stored in *pDstSize,
+ * and the position is behind the code.
+ *
+ * Statuses: -8 a pointer is null (the word pointer behind ppBitStream included); -74 a scan index above 63, which an
+ * invalid code brings about too (one bit is given back, as its table entry says): the block holds the coefficients so
+ * far, a DC is stored in *pDCPred, *pDstSize is untouched and there is no mismatch control. */
 
+/* ISO/IEC 11172-2, 2.4.3.7 and 2.4.4. */
+QVO_API QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
+                                                    const QvoVlcTable* pDCTFirstTable, const QvoVlcTable* pACTable,
+                                                    const Qvo32s* pScanMatrix, Qvo32s QP, const Qvo16s* pQPMatrix,
+                                                    Qvo16s* pDstBlock, Qvo32s* pDstSize);
+
+/* An invalid DC size is not reported and counts as size 0. */
+QVO_API QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
+                                                         const QvoVlcTable* pDCSizeTable,
+                                                         const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix,
+                                                         Qvo32s QP, const Qvo16s* pQPMatrix, Qvo16s* pDCPred,
+                                                         Qvo16s* pDstBlock, Qvo32s* pDstSize);
+
+/* ISO/IEC 13818-2, 7.2.2 and 7.4. pQPMatrix may be null: all weights are 16 then. A last scan index of 0 is reported
+ * as 1. */
+QVO_API QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
+                                                    const QvoVlcTable* pDCTFirstTable, const QvoVlcTable* pACTable,
+                                                    const Qvo32s* pScanMatrix, Qvo16s QP, const Qvo16s* pQPMatrix,
+                                                    Qvo16s* pDstBlock, Qvo32s* pDstSize);
+
+/* ISO/IEC 13818-2, 7.2.1, 7.2.2 and 7.4. shiftDCVal is 3 - intra_dc_precision. An invalid DC size is -74 too, with
+ * *pDCPred unchanged and the position as qvoiVCHuffmanDecodeOne_1u32s leaves it. */
+QVO_API QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
+                                                         const QvoVlcTable* pDCSizeTable,
+                                                         const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix,
+                                                         Qvo16s QP, const Qvo16s* pQPMatrix, Qvo16s* pDCPred,
+                                                         Qvo32s shiftDCVal, Qvo16s* pDstBlock, Qvo32s* pDstSize);
+
+/* MPEG-2 inverse quantisation, in place, of a block of 64 levels that was decoded by other means (ISO/IEC 13818-2,
+ * 7.4.2 to 7.4.4). pQPMatrix holds 64 weights by block position. With c the level and W its weight:
+ *
+ *   intra      position 0 stays as it is, the others become c*W*2*QP / 32
+ *   non-intra  (2*c + sign(c))*W*QP / 32, or (2*c + sign(c))*QP / 2 where pQPMatrix is null
+ *
+ * The quotient is cut to 16 signed bits first, so that one beyond that range wraps, and then saturated to
+ * -2048..2047. Mismatch control follows as above, over all 64 values.
+ * Statuses: -8 pSrcDst or, in the intra form, pQPMatrix is null. */
+QVO_API QvoStatus qvoiQuantInvIntra_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQPMatrix);
+QVO_API QvoStatus qvoiQuantInv_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQPMatrix);
 
 /* ---- forward quantisation and block writing ------------------------------------------------------------------ */
 
