@@ -37,7 +37,7 @@ extern "C" {
 typedef Qvo32s QvoVlcTable;
 
 enum {
-    qvoVlcInvalid = 61681, /* the value that stands for "no such code": hex F0F1, or run 241 of level 240 */
+    qvoVlcInvalid = 61681,  /* the value that stands for "no such code": hex F0F1, or run 241 of level 240 */
     qvoRunEndOfBlock = 254, /* the run of the end-of-block code */
     qvoRunEscape = 255      /* the run of the escape code */
 };
@@ -113,10 +113,10 @@ QVO_API QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s
 
 /* An invalid DC size is not reported and counts as size 0. */
 QVO_API QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
-                                                         const QvoVlcTable* pDCSizeTable,
-                                                         const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix,
-                                                         Qvo32s QP, const Qvo16s* pQPMatrix, Qvo16s* pDCPred,
-                                                         Qvo16s* pDstBlock, Qvo32s* pDstSize);
+                                                         const QvoVlcTable* pDCSizeTable, const QvoVlcTable* pACTable,
+                                                         const Qvo32s* pScanMatrix, Qvo32s QP,
+                                                         const Qvo16s* pQPMatrix, Qvo16s* pDCPred, Qvo16s* pDstBlock,
+                                                         Qvo32s* pDstSize);
 
 /* ISO/IEC 13818-2, 7.2.2 and 7.4. pQPMatrix may be null: all weights are 16 then. A last scan index of 0 is reported
  * as 1. */
@@ -128,10 +128,10 @@ QVO_API QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s
 /* ISO/IEC 13818-2, 7.2.1, 7.2.2 and 7.4. shiftDCVal is 3 - intra_dc_precision. An invalid DC size is -74 too, with
  * *pDCPred unchanged and the position as qvoiVCHuffmanDecodeOne_1u32s leaves it. */
 QVO_API QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
-                                                         const QvoVlcTable* pDCSizeTable,
-                                                         const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix,
-                                                         Qvo16s QP, const Qvo16s* pQPMatrix, Qvo16s* pDCPred,
-                                                         Qvo32s shiftDCVal, Qvo16s* pDstBlock, Qvo32s* pDstSize);
+                                                         const QvoVlcTable* pDCSizeTable, const QvoVlcTable* pACTable,
+                                                         const Qvo32s* pScanMatrix, Qvo16s QP,
+                                                         const Qvo16s* pQPMatrix, Qvo16s* pDCPred, Qvo32s shiftDCVal,
+                                                         Qvo16s* pDstBlock, Qvo32s* pDstSize);
 
 /* MPEG-2 inverse quantisation, in place, of a block of 64 levels that was decoded by other means (ISO/IEC 13818-2,
  * 7.4.2 to 7.4.4). pQPMatrix holds 64 weights by block position. With c the level and W its weight:
@@ -147,19 +147,13 @@ QVO_API QvoStatus qvoiQuantInv_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Q
 
 /* ---- forward quantisation and block writing ------------------------------------------------------------------ */
 
-
-
 /* ---- motion compensation ------------------------------------------------------------------------------------- */
 
 QVO_API QvoStatus qvoiMC8x8_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
                                   Qvo32s roundControl);
 
-
-
 /* ---- block differences and metrics --------------------------------------------------------------------------- */
-
-
 
 #ifdef __cplusplus
 }
