@@ -149,9 +149,130 @@ QVO_API QvoStatus qvoiQuantInv_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Q
 
 /* ---- motion compensation ------------------------------------------------------------------------------------- */
 
+/* The half-pel position of a reference block, an argument of every operation that predicts. Where a declaration does
+ * not say otherwise only bits 2 and 3 are read, and any other bit is ignored. */
+enum { qvoMcFullPel = 0, qvoMcHalfPelVer = 4, qvoMcHalfPelHor = 8, qvoMcHalfPelBoth = 12 };
+
+/* The operations named qvoiMC form the prediction of one block from one reference or, with a B behind the size, from
+ * a forward and a backward one, add the residual and write the sum saturated to 0..255 (ISO/IEC 11172-2, 2.4.4.2 and
+ * 2.4.4.3; ISO/IEC 13818-2, 7.6.4 to 7.6.8). Sizes are width x height in samples as they lie in memory.
+ *
+ * pSrcRef...    sample of the reference at the block's top left corner, whole part of the vector applied
+ * srcRefStep... distance of its rows in bytes
+ * mcType...     its half-pel position
+ * pSrcResidual  residual, any 16-bit values; a program without a residual passes zeros (step 0 repeats one row)
+ * residualStep  distance of its rows in bytes (not in elements), even
+ * pDst          receives the block
+ * dstStep       distance of its rows in bytes
+ * roundControl  subtracted in every half-pel average, 0 or 1: averages of two and of four samples round halves up with
+ *               0 (MPEG-1 and MPEG-2), down with 1. Not checked: any other value enters the 32-bit arithmetic as it is
+ *
+ * With a, b, c, d the reference sample, its right neighbour, the one below, the one below to the right, and r the
+ * rounding control, a reference predicts
+ *
+ *   qvoMcFullPel      a
+ *   qvoMcHalfPelHor   (a + b + 1 - r) >> 1
+ *   qvoMcHalfPelVer   (a + c + 1 - r) >> 1
+ *   qvoMcHalfPelBoth  (a + b + c + d + 2 - r) >> 2
+ *
+ * One reference gives p + residual; two give (pF + pB + 2 * residual + 1) >> 1: the mean of the two predictions rounds
+ * halves up whatever the rounding control is.
+ *
+ * The plain forms read one column (half-pel horizontally) and one row (half-pel vertically) beyond the block, no more.
+ * The interleaved forms take U and V samples that alternate in each row, so that the right neighbour lies two bytes on
+ * and two columns beyond the block are read.
+ *
+ * Steps are not checked and may be negative. The destination may be the reference block itself, with the same step;
+ * other overlaps give unspecified samples.
+ *
+ * Statuses: -8 a pointer is null. */
+
+/* One reference, plain. */
+QVO_API QvoStatus qvoiMC16x16_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                    Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                    Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC16x8_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                   Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC8x16_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                   Qvo32s roundControl);
 QVO_API QvoStatus qvoiMC8x8_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
                                   Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC8x4_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x8_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x4_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x2_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC2x4_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC2x2_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                  Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                  Qvo32s roundControl);
+
+/* One reference, interleaved: two chrominance blocks of 8x8 or of 8x4 samples. */
+QVO_API QvoStatus qvoiMC16x8UV_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                     Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                     Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC16x4_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
+                                   Qvo32s roundControl);
+
+/* Two references, plain. */
+QVO_API QvoStatus qvoiMC16x16B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                     Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                     Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC16x8B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                    Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                    Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC8x16B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                    Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                    Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC8x8B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC8x4B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x8B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x4B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC4x2B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC2x4B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC2x2B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+
+/* Two references, interleaved. */
+QVO_API QvoStatus qvoiMC16x8BUV_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF,
+                                      const Qvo8u* pSrcRefB, Qvo32s srcRefStepB, Qvo32s mcTypeB,
+                                      const Qvo16s* pSrcResidual, Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep,
+                                      Qvo32s roundControl);
+QVO_API QvoStatus qvoiMC16x4B_8u_C1(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                    Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual,
+                                    Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl);
+
+/* Adds a residual of 64 contiguous values, 8 a row, to a block of 8x8 predicted samples and writes the sum saturated
+ * to 0..255. The destination may be the prediction itself, with the same step.
+ * Statuses: -8 a pointer is null; qvoStatusStep8 (-169) predStep or dstStep is less than 8. */
+QVO_API QvoStatus qvoiReconBlock_8x8(const Qvo8u* pPred, Qvo32s predStep, const Qvo16s* pResidual, Qvo8u* pDst,
+                                     Qvo32s dstStep);
 
 /* ---- block differences and metrics --------------------------------------------------------------------------- */
 

@@ -1,2 +1,133 @@
-#include "qvovc/mpeg2.h"
-QvoStatus qvoiMC8x8_8u_C1(const Qvo8u*, Qvo32s, const Qvo16s*, Qvo32s, Qvo8u*, Qvo32s, Qvo32s, Qvo32s) { return qvoStatusOk; }
+// Half-pel motion compensation with residual: one operation per block size, for one reference and for two.
+#include "prediction.h"
+
+namespace qvovc {
+namespace {
+
+// Adds a residual to predicted samples and saturates. A residual beyond +-255 saturates whatever the prediction is,
+// so that limiting it first keeps the sum within 16 bits and the result the same.
+template <int W, int H>
+void addResidual(const Qvo8u* p, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep) {
+    Qvo16s residual[W * H];
+    Qvo8u sum[W * H];
+    gather<W, H>(pResidual, residualStep, residual);
+    for (int i = 0; i < W * H; ++i)
+        sum[i] = clip8u(p[i] + clamp(residual[i], -255, 255));
+    scatter<W, H>(sum, pDst, dstStep);
+}
+
+constexpr int kMaxBlock = 16 * 16;
+
+// The paths for a rounding control other than 0 and 1: the predictions may be any 32-bit numbers.
+void compensatePlain(int width, int height, int neighbour, const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual,
+                     Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType, Qvo32s roundControl) {
+    Qvo32s block[kMaxBlock];
+    predictPlain(width, height, neighbour, pRef, refStep, mcType, roundControl, block);
+    const Qvo32s* p = block;
+    for (int y = 0; y < height; ++y, p += width) {
+        for (int x = 0; x < width; ++x)
+            pDst[x] = clip8u(p[x] + pResidual[x]);
+        pResidual = stepBytes(pResidual, residualStep);
+        pDst += dstStep;
+    }
+}
+
+void compensateBothPlain(int width, int height, int neighbour, const Qvo8u* pRefF, Qvo32s refStepF, Qvo32s mcTypeF,
+                         const Qvo8u* pRefB, Qvo32s refStepB, Qvo32s mcTypeB, const Qvo16s* pResidual,
+                         Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s roundControl) {
+    Qvo32s forward[kMaxBlock], backward[kMaxBlock];
+    predictPlain(width, height, neighbour, pRefF, refStepF, mcTypeF, roundControl, forward);
+    predictPlain(width, height, neighbour, pRefB, refStepB, mcTypeB, roundControl, backward);
+    const Qvo32s *pF = forward, *pB = backward;
+    for (int y = 0; y < height; ++y, pF += width, pB += width) {
+        for (int x = 0; x < width; ++x)
+            pDst[x] = clip8u((pF[x] + pB[x] + 2 * pResidual[x] + 1) >> 1);
+        pResidual = stepBytes(pResidual, residualStep);
+        pDst += dstStep;
+    }
+}
+
+template <int W, int H, int kNeighbour>
+QvoStatus compensate(const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst,
+                     Qvo32s dstStep, Qvo32s mcType, Qvo32s roundControl) {
+    if (anyNull(pRef, pResidual, pDst)) return qvoStatusNullPtr;
+    if (!isOrdinaryRounding(roundControl)) {
+        compensatePlain(W, H, kNeighbour, pRef, refStep, pResidual, residualStep, pDst, dstStep, mcType,
+                        roundControl);
+        return qvoStatusOk;
+    }
+    Qvo8u p[W * H];
+    predict<W, H, kNeighbour>(pRef, refStep, mcType, roundControl, p);
+    addResidual<W, H>(p, pResidual, residualStep, pDst, dstStep);
+    return qvoStatusOk;
+}
+
+template <int W, int H, int kNeighbour>
+QvoStatus compensateBoth(const Qvo8u* pRefF, Qvo32s refStepF, Qvo32s mcTypeF, const Qvo8u* pRefB, Qvo32s refStepB,
+                         Qvo32s mcTypeB, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep,
+                         Qvo32s roundControl) {
+    if (anyNull(pRefF, pRefB, pResidual, pDst)) return qvoStatusNullPtr;
+    if (!isOrdinaryRounding(roundControl)) {
+        compensateBothPlain(W, H, kNeighbour, pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, pResidual,
+                            residualStep, pDst, dstStep, roundControl);
+        return qvoStatusOk;
+    }
+    Qvo8u p[W * H];
+    predictBoth<W, H, kNeighbour>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, roundControl, p);
+    addResidual<W, H>(p, pResidual, residualStep, pDst, dstStep);
+    return qvoStatusOk;
+}
+
+}  // namespace
+}  // namespace qvovc
+
+#define COMPENSATE(name, width, height, neighbour)                                                                 \
+    QvoStatus name(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual, Qvo32s residualStep,       \
+                   Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType, Qvo32s roundControl) {                              \
+        return qvovc::compensate<width, height, qvovc::neighbour>(pSrcRef, srcRefStep, pSrcResidual, residualStep, \
+                                                                  pDst, dstStep, mcType, roundControl);            \
+    }
+#define COMPENSATE_BOTH(name, width, height, neighbour)                                                              \
+    QvoStatus name(const Qvo8u* pSrcRefF, Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,                 \
+                   Qvo32s srcRefStepB, Qvo32s mcTypeB, const Qvo16s* pSrcResidual, Qvo32s residualStep, Qvo8u* pDst, \
+                   Qvo32s dstStep, Qvo32s roundControl) {                                                            \
+        return qvovc::compensateBoth<width, height, qvovc::neighbour>(pSrcRefF, srcRefStepF, mcTypeF, pSrcRefB,      \
+                                                                      srcRefStepB, mcTypeB, pSrcResidual,            \
+                                                                      residualStep, pDst, dstStep, roundControl);    \
+    }
+
+COMPENSATE(qvoiMC16x16_8u_C1, 16, 16, kPlain)
+COMPENSATE(qvoiMC16x8_8u_C1, 16, 8, kPlain)
+COMPENSATE(qvoiMC16x8UV_8u_C1, 16, 8, kInterleaved)
+COMPENSATE(qvoiMC16x4_8u_C1, 16, 4, kInterleaved)
+COMPENSATE(qvoiMC8x16_8u_C1, 8, 16, kPlain)
+COMPENSATE(qvoiMC8x8_8u_C1, 8, 8, kPlain)
+COMPENSATE(qvoiMC8x4_8u_C1, 8, 4, kPlain)
+COMPENSATE(qvoiMC4x8_8u_C1, 4, 8, kPlain)
+COMPENSATE(qvoiMC4x4_8u_C1, 4, 4, kPlain)
+COMPENSATE(qvoiMC4x2_8u_C1, 4, 2, kPlain)
+COMPENSATE(qvoiMC2x4_8u_C1, 2, 4, kPlain)
+COMPENSATE(qvoiMC2x2_8u_C1, 2, 2, kPlain)
+
+COMPENSATE_BOTH(qvoiMC16x16B_8u_C1, 16, 16, kPlain)
+COMPENSATE_BOTH(qvoiMC16x8B_8u_C1, 16, 8, kPlain)
+COMPENSATE_BOTH(qvoiMC16x8BUV_8u_C1, 16, 8, kInterleaved)
+COMPENSATE_BOTH(qvoiMC16x4B_8u_C1, 16, 4, kInterleaved)
+COMPENSATE_BOTH(qvoiMC8x16B_8u_C1, 8, 16, kPlain)
+COMPENSATE_BOTH(qvoiMC8x8B_8u_C1, 8, 8, kPlain)
+COMPENSATE_BOTH(qvoiMC8x4B_8u_C1, 8, 4, kPlain)
+COMPENSATE_BOTH(qvoiMC4x8B_8u_C1, 4, 8, kPlain)
+COMPENSATE_BOTH(qvoiMC4x4B_8u_C1, 4, 4, kPlain)
+COMPENSATE_BOTH(qvoiMC4x2B_8u_C1, 4, 2, kPlain)
+COMPENSATE_BOTH(qvoiMC2x4B_8u_C1, 2, 4, kPlain)
+COMPENSATE_BOTH(qvoiMC2x2B_8u_C1, 2, 2, kPlain)
+
+QvoStatus qvoiReconBlock_8x8(const Qvo8u* pPred, Qvo32s predStep, const Qvo16s* pResidual, Qvo8u* pDst,
+                             Qvo32s dstStep) {
+    if (qvovc::anyNull(pPred, pResidual, pDst)) return qvoStatusNullPtr;
+    if (predStep < 8 || dstStep < 8) return qvoStatusStep8;
+    Qvo8u p[64];
+    qvovc::gather<8, 8>(pPred, predStep, p);
+    qvovc::addResidual<8, 8>(p, pResidual, 8 * sizeof(Qvo16s), pDst, dstStep);
+    return qvoStatusOk;
+}
