@@ -116,7 +116,7 @@ QVO_API QvoStatus qvoiDCT2x4x8Frw_16s_C1I(Qvo16s* pSrcDst);
  *
  * The row pass comes first. Its constants have 14 fractional bits: sqrt(2) cos(k pi/16), 1 for k = 0, and for the rows
  * 1, 3, 5, 7 the same divided by sqrt(2) cos(pi/8). It rounds to nearest, to three fractional bits, and keeps 16
- * bits: coefficients of a row that add up to less than 4096 do not wrap. The column pass, with 11585 and 27969 for
+ * bits: nothing wraps as long as the magnitudes of each row's coefficients add up to no more than 2900. The column pass, with 11585 and 27969 for
  * sin(pi/8) cos(pi/8) and cos(pi/8)^2 in 15 fractional bits, rounds to nearest once, at its end. Ties go up.
  *
  * Statuses: -8 pSrcDst is null. */

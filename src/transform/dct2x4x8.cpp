@@ -15,7 +15,8 @@ struct Weights {
     Qvo16s w[8][8];
     constexpr Weights(const Qvo16s (&even)[8], const Qvo16s (&odd)[8]) : w() {
         for (int k = 0; k < 8; ++k) {
-            for (int row = 0; row < 8; ++row) w[k][row] = row % 2 == 0 ? even[k] : odd[k];
+            for (int row = 0; row < 8; ++row)
+                w[k][row] = row % 2 == 0 ? even[k] : odd[k];
         }
     }
 };

@@ -101,7 +101,8 @@ template <int size>
 inline void inverseCorner(Qvo16s* pSrcDst) {
     Qvo16s corner[size * size], a[8 * size], b[8 * size], transposed[64];
     for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x) corner[size * y + x] = pSrcDst[8 * y + x];
+        for (int x = 0; x < size; ++x)
+            corner[size * y + x] = pSrcDst[8 * y + x];
     }
     inversePass<size, size, intermediate>(corner, a);
     transpose<size>(a, b);
@@ -111,7 +112,8 @@ inline void inverseCorner(Qvo16s* pSrcDst) {
 
 inline void storePixels(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstStep) {
     for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) pDst[x] = clip8u(pSrc[8 * y + x]);
+        for (int x = 0; x < 8; ++x)
+            pDst[x] = clip8u(pSrc[8 * y + x]);
         pDst += dstStep;
     }
 }
@@ -150,7 +152,8 @@ inline void forward(const Qvo16s* pSrc, Qvo16s* pDst) {
     forwardPass<intermediate>(a, b);
     transpose<8>(b, a);
     forwardPass<result>(a, b);
-    for (int i = 0; i < 64; ++i) pDst[i] = b[i];
+    for (int i = 0; i < 64; ++i)
+        pDst[i] = b[i];
 }
 
 }  // namespace
@@ -162,11 +165,12 @@ QvoStatus qvoiDCT8x8Fwd_16s_C1(const Qvo16s* pSrc, Qvo16s* pDst) {
 }
 
 QvoStatus qvoiDCT8x8Fwd_8u16s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo16s* pDst) {
-    if (anyNull(pSrc) || anyNull(pDst)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pDst)) return qvoStatusNullPtr;
     if (srcStep < 1) return qvoStatusStep;
     Qvo16s block[64];
     for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) block[8 * y + x] = pSrc[x];
+        for (int x = 0; x < 8; ++x)
+            block[8 * y + x] = pSrc[x];
         pSrc += srcStep;
     }
     forward(block, pDst);
@@ -184,7 +188,7 @@ QvoStatus qvoiDCT8x8Inv_16s_C1I(Qvo16s* pSrcDst) {
 }
 
 QvoStatus qvoiDCT8x8Inv_16s8u_C1R(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstStep) {
-    if (anyNull(pSrc) || anyNull(pDst)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pDst)) return qvoStatusNullPtr;
     if (dstStep < 1) return qvoStatusStep;
     Qvo16s block[64];
     inverse(pSrc, block);

@@ -64,22 +64,26 @@ template <int size, int spacing, class T>
 void transform(const Qvo16s* pSrc, T* pDst, Qvo32s dstStep) {
     Qvo16s corner[size * size], a[8 * size], b[8 * size];
     for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x) corner[size * y + x] = pSrc[8 * y + x];
+        for (int x = 0; x < size; ++x)
+            corner[size * y + x] = pSrc[8 * y + x];
     }
     for (int i = 0; i < size; ++i) {
         Qvo32s sum[8];
         flow<size, size>(corner, i, sum);
-        for (int k = 0; k < 8; ++k) a[size * k + i] = wrap16((sum[k] + 32768) >> 16);
+        for (int k = 0; k < 8; ++k)
+            a[size * k + i] = wrap16((sum[k] + 32768) >> 16);
     }
     transpose<size>(a, b);
     T out[64];
     for (int i = 0; i < 8; ++i) {
         Qvo32s sum[8];
         flow<size, 8>(b, i, sum);
-        for (int k = 0; k < 8; ++k) out[8 * k + i] = saturate<T>((sum[k] + resultBias) >> resultShift);
+        for (int k = 0; k < 8; ++k)
+            out[8 * k + i] = saturate<T>((sum[k] + resultBias) >> resultShift);
     }
     for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) pDst[spacing * x] = out[8 * y + x];
+        for (int x = 0; x < 8; ++x)
+            pDst[spacing * x] = out[8 * y + x];
         pDst = stepBytes(pDst, dstStep);
     }
 }
@@ -87,7 +91,8 @@ void transform(const Qvo16s* pSrc, T* pDst, Qvo32s dstStep) {
 template <int spacing, class T>
 inline void fill(T value, T* pDst, Qvo32s dstStep) {
     for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) pDst[spacing * x] = value;
+        for (int x = 0; x < 8; ++x)
+            pDst[spacing * x] = value;
         pDst = stepBytes(pDst, dstStep);
     }
 }
@@ -122,7 +127,7 @@ inline void inverse(const Qvo16s* pSrc, T* pDst, Qvo32s dstStep, Qvo32s count) {
 
 template <class T>
 inline QvoStatus inverseC1(const Qvo16s* pSrc, T* pDst, Qvo32s dstStep, Qvo32s count) {
-    if (pSrc == nullptr || pDst == nullptr) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pDst)) return qvoStatusNullPtr;
     inverse<1>(pSrc, pDst, dstStep, count);
     return qvoStatusOk;
 }
@@ -130,7 +135,7 @@ inline QvoStatus inverseC1(const Qvo16s* pSrc, T* pDst, Qvo32s dstStep, Qvo32s c
 template <class T>
 inline QvoStatus inverseP2C2(const Qvo16s* pSrcU, const Qvo16s* pSrcV, T* pDst, Qvo32s dstStep, Qvo32s countU,
                              Qvo32s countV) {
-    if (pSrcU == nullptr || pSrcV == nullptr || pDst == nullptr) return qvoStatusNullPtr;
+    if (anyNull(pSrcU, pSrcV, pDst)) return qvoStatusNullPtr;
     inverse<2>(pSrcU, pDst, dstStep, countU);
     inverse<2>(pSrcV, pDst + 1, dstStep, countV);
     return qvoStatusOk;
