@@ -3,6 +3,8 @@
 #ifndef QVOVC_SRC_CORE_ARITH_H
 #define QVOVC_SRC_CORE_ARITH_H
 
+#include <cstdint>
+
 #include "qvovc/types.h"
 
 namespace qvovc {
@@ -43,6 +45,12 @@ inline const T* stepBytes(const T* p, Qvo32s bytes) {
 template <class... T>
 inline bool anyNull(const T*... p) {
     return (... || (p == nullptr));
+}
+
+// For operations that refuse pointers which are not a multiple of 4 bytes.
+template <class... T>
+inline bool anyMisaligned4(const T*... p) {
+    return (... || ((reinterpret_cast<std::uintptr_t>(p) & 3) != 0));
 }
 
 }  // namespace qvovc
