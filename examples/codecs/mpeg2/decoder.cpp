@@ -1,0 +1,423 @@
+// Cuts the stream at its start codes, follows the headers, keeps the reference frames and hands out pictures in display
+// order.
+#include "mpeg2/decoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "mpeg2/bits.h"
+#include "mpeg2/frame.h"
+#include "mpeg2/headers.h"
+#include "mpeg2/slice.h"
+
+namespace codecs {
+
+namespace mpeg2 {
+
+namespace {
+
+// Beyond every level of the standards, yet small enough that a damaged header cannot ask for gigabytes.
+constexpr int maxSide = 8192;
+constexpr int maxArea = 4096 * 2304;
+
+// No slice of such a picture is longer; what goes on without a start code is not video.
+constexpr std::size_t maxUnit = std::size_t{1} << 23;
+
+constexpr std::array<std::uint8_t, 3> startCodePrefix = {0, 0, 1};
+
+constexpr Qvo8u grey = 128;
+
+// Position of the next 00 00 01 in [from, size), or size.
+std::size_t findStartCode(const std::vector<std::uint8_t>& bytes, std::size_t from) {
+    std::size_t at = from + 2;
+    while (at < bytes.size()) {
+        const void* const one = std::memchr(bytes.data() + at, 1, bytes.size() - at);
+        if (!one) break;
+        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - bytes.data());
+        if (bytes[at - 1] == 0 && bytes[at - 2] == 0) return at - 2;
+        ++at;
+    }
+    return bytes.size();
+}
+
+class Mpeg2Decoder final : public Decoder {
+  public:
+    void decode(const std::uint8_t* data, std::size_t size, const Sink& sink) override {
+        clock_.enter(Stage::parse);
+        buffer_.insert(buffer_.end(), data, data + size);
+        sink_ = &sink;
+        takeUnits();
+        clock_.enter(Stage::output);
+    }
+
+    void finish(const Sink& sink) override {
+        // A start code ends what is still buffered.
+        decode(startCodePrefix.data(), startCodePrefix.size(), sink);
+        finishPicture();
+        completeFrame();
+        showPending();
+        buffer_.clear();
+        scanned_ = 0;
+    }
+
+    bool hasInfo() const override { return hasInfo_; }
+    const StreamInfo& info() const override { return info_; }
+
+  private:
+    void takeUnits();
+    void takeUnit(int code, const std::uint8_t* payload, std::size_t size);
+    void takeSequence(BitReader bits);
+    void takeExtension(BitReader bits);
+    void takePicture(BitReader bits);
+    void takeSlice(int code, const std::uint8_t* payload, std::size_t size);
+
+    void activateSequence();
+    bool beginPicture();
+    void finishPicture();
+    void conceal();
+    void completeFrame();
+    void showPending();
+    void show(const Frame& frame);
+
+    Frame* spareFrame();
+    void setReference(ReferenceViews& views, const Frame* frame);
+
+    // The bytes from the last start code on that are not decoded yet, and how far they were searched.
+    std::vector<std::uint8_t> buffer_;
+    std::size_t scanned_ = 0;
+    WordBuffer words_;
+    const Sink* sink_ = nullptr;
+
+    std::optional<SequenceHeader> sequence_;
+    SequenceHeader activeSequence_;
+    Matrices matrices_;
+    bool sequenceChanged_ = false;
+    bool closedGroup_ = false;
+    bool hasInfo_ = false;
+    StreamInfo info_;
+
+    enum class State { idle, header, slices };
+    State state_ = State::idle;
+    PictureHeader header_;  // of the picture whose slices are due
+    PictureContext picture_;
+    SliceDecoder slices_{clock_};
+
+    // At most the two references and the frame at hand are in use.
+    std::array<std::unique_ptr<Frame>, 3> frames_;
+    Frame* current_ = nullptr;  // under construction
+    Frame* older_ = nullptr;    // references, in coding order
+    Frame* newer_ = nullptr;
+    bool newerPending_ = false;  // not shown yet
+    bool currentIsReference_ = false;
+    int firstField_ = -1;  // parity of the field that still waits for the other one
+};
+
+// ---- cutting the stream -----------------------------------------------------------------------------------------
+
+void Mpeg2Decoder::takeUnits() {
+    std::size_t start = 0;  // of the unit at hand, with its start code
+    for (;;) {
+        const std::size_t next = findStartCode(buffer_, std::max(scanned_, start));
+        const bool tooLong = next - start > maxUnit;
+        if (next == buffer_.size() && !tooLong) break;
+        // Before the first start code there may be anything.
+        const bool hasCode =
+            next - start >= 4 && std::equal(startCodePrefix.begin(), startCodePrefix.end(), buffer_.data() + start);
+        if (hasCode) takeUnit(buffer_[start + 3], buffer_.data() + start + 4, next - start - 4);
+        start = next;
+        scanned_ = next + 1;
+        if (next == buffer_.size()) break;
+    }
+    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(start));
+    // A start code may lie across the end.
+    scanned_ = std::max<std::size_t>(buffer_.size(), 3) - 2;
+}
+
+void Mpeg2Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t size) {
+    if (code >= codeFirstSlice && code <= codeLastSlice) {
+        takeSlice(code, payload, size);
+        return;
+    }
+    // Headers are short; the rest is stuffing.
+    constexpr std::size_t longestHeader = 256;
+    const BitReader bits = words_.load(payload, std::min(size, longestHeader));
+    try {
+        switch (code) {
+            case codePicture:
+                takePicture(bits);
+                break;
+            case codeSequence:
+                takeSequence(bits);
+                break;
+            case codeExtension:
+                takeExtension(bits);
+                break;
+            case codeGroup: {
+                finishPicture();
+                BitReader reader = bits;
+                closedGroup_ = readGroupHeader(reader).closed;
+                break;
+            }
+            case codeSequenceEnd:
+                finishPicture();
+                completeFrame();
+                showPending();
+                break;
+            default:
+                break;
+        }
+    } catch (const Damage&) {
+        // A header that cannot be read is as good as lost.
+    }
+}
+
+// ---- headers ----------------------------------------------------------------------------------------------------
+
+void Mpeg2Decoder::takeSequence(BitReader bits) {
+    finishPicture();
+    Matrices matrices;
+    const SequenceHeader sequence = readSequenceHeader(bits, matrices);
+    sequence_ = sequence;
+    matrices_ = matrices;
+    sequenceChanged_ = true;
+}
+
+void Mpeg2Decoder::takeExtension(BitReader bits) {
+    const auto id = static_cast<ExtensionId>(bits.get(4));
+    if (!sequence_) return;
+    try {
+        switch (id) {
+            case ExtensionId::sequence:
+                if (sequenceChanged_) readSequenceExtension(bits, *sequence_);
+                break;
+            case ExtensionId::sequenceDisplay:
+                if (sequenceChanged_) readSequenceDisplayExtension(bits, *sequence_);
+                break;
+            case ExtensionId::sequenceScalable:
+                refuseScalability(bits);
+            case ExtensionId::quantMatrix:
+                readQuantMatrixExtension(bits, matrices_);
+                break;
+            case ExtensionId::pictureCoding:
+                if (state_ == State::header) readPictureCodingExtension(bits, header_);
+                break;
+            default:
+                break;
+        }
+    } catch (const UnsupportedStream&) {
+        // Once pictures have been decoded it is damage that looks like a tool.
+        if (!hasInfo_) throw;
+        *sequence_ = activeSequence_;
+    }
+}
+
+void Mpeg2Decoder::takePicture(BitReader bits) {
+    finishPicture();
+    if (!sequence_) return;
+    if (sequenceChanged_) activateSequence();
+    header_ = readPictureHeader(bits);
+    if (header_.type == PictureType::dcOnly) {
+        if (!newer_ && !activeSequence_.mpeg2) throw UnsupportedStream("MPEG-1 video of D pictures is not supported");
+        throw Damage{};
+    }
+    state_ = State::header;
+}
+
+// Takes over the sequence header and the extensions behind it when its first picture comes.
+void Mpeg2Decoder::activateSequence() {
+    sequenceChanged_ = false;
+    const int width = sequence_->width;
+    const int height = sequence_->height;
+    const bool plausible =
+        width > 0 && height > 0 && width <= maxSide && height <= maxSide && width * height <= maxArea;
+    if (!plausible) {
+        const std::string size = std::to_string(width) + "x" + std::to_string(height);
+        if (!hasInfo_) throw UnsupportedStream("video of " + size + " samples is not supported");
+        *sequence_ = activeSequence_;
+        return;
+    }
+    const bool sameFrames = hasInfo_ && sequence_->macroblockWidth() == activeSequence_.macroblockWidth() &&
+                            sequence_->macroblockHeight() == activeSequence_.macroblockHeight();
+    if (!sameFrames) {
+        completeFrame();
+        showPending();
+        older_ = newer_ = nullptr;
+        for (auto& frame : frames_) {
+            frame.reset();
+            frame = std::make_unique<Frame>(sequence_->macroblockWidth(), sequence_->macroblockHeight());
+        }
+    }
+    activeSequence_ = *sequence_;
+    info_ = describe(activeSequence_);
+    hasInfo_ = true;
+}
+
+// ---- pictures ---------------------------------------------------------------------------------------------------
+
+Frame* Mpeg2Decoder::spareFrame() {
+    for (const auto& frame : frames_) {
+        if (frame.get() != older_ && frame.get() != newer_) return frame.get();
+    }
+    return nullptr;  // there are three
+}
+
+void Mpeg2Decoder::setReference(ReferenceViews& views, const Frame* frame) {
+    views.frame = frame->frame();
+    views.fields = {frame->field(0), frame->field(1)};
+}
+
+// Prepares for the slices of header_. False if the picture cannot be decoded and is left out.
+bool Mpeg2Decoder::beginPicture() {
+    const PictureHeader& header = header_;
+    const bool isReference = header.type != PictureType::bidirectional;
+    if (activeSequence_.mpeg2 != header.hasCodingExtension) return false;
+    if (header.isField() && activeSequence_.progressive) return false;
+
+    const bool secondField = header.isField() && firstField_ == 1 - header.parity() &&
+                             isReference == currentIsReference_ &&
+                             !(header.type == PictureType::intra && current_->type == 'P');
+    if (!secondField) {
+        completeFrame();
+        // Pictures before the first reference are left out; so are B pictures that lead an open group and miss the
+        // group before it.
+        if (header.type == PictureType::predicted && !newer_) return false;
+        if (header.type == PictureType::bidirectional && (!newer_ || (!older_ && !closedGroup_))) return false;
+        current_ = spareFrame();
+        currentIsReference_ = isReference;
+        current_->displayWidth = activeSequence_.width;
+        current_->displayHeight = activeSequence_.height;
+        current_->type = "?IPB"[static_cast<std::size_t>(header.type)];
+        current_->progressive = header.progressiveFrame;
+        current_->topFieldFirst = header.isField() ? header.parity() == 0 : header.topFieldFirst;
+    }
+
+    picture_.mpeg2 = activeSequence_.mpeg2;
+    picture_.header = header;
+    picture_.matrices = matrices_;
+    picture_.tall = activeSequence_.mpeg2 && activeSequence_.height > 2800;
+    picture_.macroblockWidth = activeSequence_.macroblockWidth();
+    picture_.macroblockHeight = activeSequence_.macroblockHeight() / (header.isField() ? 2 : 1);
+    picture_.target = header.isField() ? current_->field(header.parity()) : current_->frame();
+    picture_.targetFields = {current_->field(0), current_->field(1)};
+    picture_.decoded.assign(static_cast<std::size_t>(picture_.macroblockWidth * picture_.macroblockHeight), 0);
+
+    // Intra pictures have references too: what is missing is repeated from there. The frame itself, as long as nothing
+    // else is there, is grey or holds its first field.
+    const Frame* const newest = newer_ ? newer_ : current_;
+    setReference(picture_.references[0], isReference || !older_ ? newest : older_);
+    setReference(picture_.references[1], newest);
+    if (secondField && isReference) {
+        const int opposite = 1 - header.parity();
+        picture_.references[0].fields[static_cast<std::size_t>(opposite)] = current_->field(opposite);
+        if (!newer_)
+            picture_.references[0].fields[static_cast<std::size_t>(header.parity())] = current_->field(opposite);
+    }
+    firstField_ = header.isField() && !secondField ? header.parity() : -1;
+    return true;
+}
+
+void Mpeg2Decoder::takeSlice(int code, const std::uint8_t* payload, std::size_t size) {
+    if (state_ == State::header) {
+        if (!beginPicture())
+            state_ = State::idle;
+        else
+            state_ = State::slices;
+    }
+    if (state_ != State::slices) return;
+    slices_.decode(picture_, code - codeFirstSlice, words_.load(payload, size));
+}
+
+void Mpeg2Decoder::finishPicture() {
+    if (state_ == State::slices) {
+        conceal();
+        if (firstField_ < 0) completeFrame();
+    }
+    state_ = State::idle;
+}
+
+// Fills the macroblocks that no slice gave from the forward reference, or with grey where there is none.
+void Mpeg2Decoder::conceal() {
+    const auto missing = std::count(picture_.decoded.begin(), picture_.decoded.end(), 0);
+    if (missing == 0) return;
+    damage_.concealedMacroblocks += missing;
+    ++damage_.damagedPictures;
+    const View& target = picture_.target;
+    const ReferenceViews& references = picture_.references[0];
+    const bool isField = picture_.header.isField();
+    const View& source =
+        isField ? references.fields[static_cast<std::size_t>(picture_.header.parity())] : references.frame;
+    const bool isGrey = source.planes[0] == target.planes[0];
+    for (int address = 0; address < static_cast<int>(picture_.decoded.size()); ++address) {
+        if (picture_.decoded[static_cast<std::size_t>(address)]) continue;
+        const int x = address % picture_.macroblockWidth * 16;
+        const int y = address / picture_.macroblockWidth * 16;
+        if (!isGrey) {
+            predict(target, x, y, 16, {&source, {}}, Residual::none());
+            continue;
+        }
+        for (std::size_t plane = 0; plane < 3; ++plane) {
+            const int divisor = plane == 0 ? 1 : 2;
+            Qvo8u* const out = target.planes[plane] + std::ptrdiff_t{y / divisor} * target.steps[plane] + x / divisor;
+            qvoiSet_8u_C1R(grey, out, target.steps[plane], 16 / divisor, 16 / divisor);
+        }
+    }
+}
+
+// ---- output -----------------------------------------------------------------------------------------------------
+
+// Ends the frame under construction, if there is one, and shows what is due.
+void Mpeg2Decoder::completeFrame() {
+    if (!current_) return;
+    if (firstField_ >= 0) {
+        current_->doubleField(firstField_);
+        damage_.concealedMacroblocks += picture_.macroblockWidth * picture_.macroblockHeight;
+        ++damage_.damagedPictures;
+        firstField_ = -1;
+    }
+    Frame* const frame = current_;
+    current_ = nullptr;
+    if (!currentIsReference_) {
+        show(*frame);
+        return;
+    }
+    showPending();
+    older_ = newer_;
+    newer_ = frame;
+    newerPending_ = true;
+    if (activeSequence_.lowDelay) showPending();
+}
+
+void Mpeg2Decoder::showPending() {
+    if (!newerPending_) return;
+    newerPending_ = false;
+    show(*newer_);
+}
+
+void Mpeg2Decoder::show(const Frame& frame) {
+    const Stage before = clock_.enter(Stage::output);
+    const View& view = frame.frame();
+    FrameView picture;
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane == 0 ? 0 : 1;
+        picture.planes[plane] = {view.planes[plane], view.steps[plane], (frame.displayWidth + shift) >> shift,
+                                 (frame.displayHeight + shift) >> shift};
+    }
+    picture.type = frame.type;
+    picture.interlaced = !frame.progressive;
+    picture.topFieldFirst = frame.topFieldFirst;
+    (*sink_)(picture);
+    clock_.enter(before);
+}
+
+}  // namespace
+
+}  // namespace mpeg2
+
+std::unique_ptr<Decoder> makeMpeg2Decoder() {
+    return std::make_unique<mpeg2::Mpeg2Decoder>();
+}
+
+}  // namespace codecs
