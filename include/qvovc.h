@@ -9,6 +9,7 @@
 
 #include "qvovc/core.h"
 #include "qvovc/h263.h"
+#include "qvovc/h264.h"
 #include "qvovc/mpeg2.h"
 #include "qvovc/mpeg4.h"
 #include "qvovc/transform.h"
