@@ -83,6 +83,7 @@ class Mpeg2Decoder final : public Decoder {
     void show(const Frame& frame);
 
     Frame* spareFrame();
+    Frame* greyFrame();
     void setReference(ReferenceViews& views, const Frame* frame);
 
     // The bytes from the last start code on that are not decoded yet, and how far they were searched.
@@ -96,6 +97,7 @@ class Mpeg2Decoder final : public Decoder {
     Matrices matrices_;
     bool sequenceChanged_ = false;
     bool closedGroup_ = false;
+    bool synchronised_ = false;  // a group header or an intra picture has come
     bool hasInfo_ = false;
     StreamInfo info_;
 
@@ -159,6 +161,7 @@ void Mpeg2Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t s
                 finishPicture();
                 BitReader reader = bits;
                 closedGroup_ = readGroupHeader(reader).closed;
+                synchronised_ = true;
                 break;
             }
             case codeSequenceEnd:
@@ -264,6 +267,12 @@ Frame* Mpeg2Decoder::spareFrame() {
     return nullptr;  // there are three
 }
 
+Frame* Mpeg2Decoder::greyFrame() {
+    Frame* const frame = spareFrame();
+    frame->fill(grey);
+    return frame;
+}
+
 void Mpeg2Decoder::setReference(ReferenceViews& views, const Frame* frame) {
     views.frame = frame->frame();
     views.fields = {frame->field(0), frame->field(1)};
@@ -281,10 +290,13 @@ bool Mpeg2Decoder::beginPicture() {
                              !(header.type == PictureType::intra && current_->type == 'P');
     if (!secondField) {
         completeFrame();
-        // Pictures before the first reference are left out; so are B pictures that lead an open group and miss the
-        // group before it.
-        if (header.type == PictureType::predicted && !newer_) return false;
-        if (header.type == PictureType::bidirectional && (!newer_ || (!older_ && !closedGroup_))) return false;
+        if (header.type == PictureType::intra) synchronised_ = true;
+        // Pictures before the first random access point are left out; so are B pictures that lead an open group and
+        // miss the group before it.
+        if (!synchronised_) return false;
+        if (header.type == PictureType::bidirectional && !older_ && !closedGroup_) return false;
+        // A stream that is refreshed bit by bit, or has lost its first picture, starts from grey.
+        if (header.type != PictureType::intra && !newer_) newer_ = greyFrame();
         current_ = spareFrame();
         currentIsReference_ = isReference;
         current_->displayWidth = activeSequence_.width;

@@ -9,10 +9,10 @@ Frame::Frame(int macroblockWidth, int macroblockHeight) {
     const int width = macroblockWidth * 16;
     const int height = macroblockHeight * 16;
     const int lumaSize = width * height;
-    const int size = lumaSize + lumaSize / 2;
-    memory_.reset(qvosMalloc_8u(size));
+    size_ = lumaSize + lumaSize / 2;
+    memory_.reset(qvosMalloc_8u(size_));
     if (!memory_) throw std::bad_alloc();
-    std::memset(memory_.get(), 128, static_cast<std::size_t>(size));
+    fill(0);
 
     Qvo8u* const luma = memory_.get();
     frame_ = {{luma, luma + lumaSize, luma + lumaSize + lumaSize / 4}, {width, width / 2, width / 2}, width, height};
@@ -25,6 +25,10 @@ Frame::Frame(int macroblockWidth, int macroblockHeight) {
             field.steps[plane] *= 2;
         }
     }
+}
+
+void Frame::fill(Qvo8u value) {
+    qvosSet_8u(value, memory_.get(), size_);
 }
 
 void Frame::doubleField(int parity) {

@@ -19,12 +19,15 @@ struct View {
 
 class Frame {
   public:
-    // Throws std::bad_alloc. The samples start as grey.
+    // Throws std::bad_alloc. The samples start as zero.
     Frame(int macroblockWidth, int macroblockHeight);
 
     const View& frame() const { return frame_; }
     // 0: the top field, 1: the bottom field.
     const View& field(int parity) const { return fields_[static_cast<std::size_t>(parity)]; }
+
+    // Sets every sample of all planes.
+    void fill(Qvo8u value);
 
     // Repeats the rows of one field in the other.
     void doubleField(int parity);
@@ -41,6 +44,7 @@ class Frame {
         void operator()(Qvo8u* memory) const { qvosFree(memory); }
     };
 
+    Qvo32s size_;
     std::unique_ptr<Qvo8u, Free> memory_;
     View frame_;
     std::array<View, 2> fields_;

@@ -227,7 +227,7 @@ StreamInfo describe(const SequenceHeader& sequence) {
     const Ratio rate = reduced(
         {base.numerator * (sequence.frameRateExtensionN + 1), base.denominator * (sequence.frameRateExtensionD + 1)});
     const Ratio aspect = reduced(sampleAspect(sequence));
-    constexpr long variableBitRate = 0x3FFFF;
+    constexpr long variableBitRate = 0x3FFFF;  // of MPEG-1; encoders write it for MPEG-2 as well
 
     StreamInfo info;
     info.codec = sequence.mpeg2 ? "MPEG-2 video" : "MPEG-1 video";
@@ -239,7 +239,7 @@ StreamInfo describe(const SequenceHeader& sequence) {
     info.aspectNumerator = aspect.numerator;
     info.aspectDenominator = aspect.denominator;
     info.interlaced = !sequence.progressive;
-    info.bitRate = sequence.mpeg2 || sequence.bitRate != variableBitRate ? sequence.bitRate * 400 : 0;
+    info.bitRate = sequence.bitRate != variableBitRate ? sequence.bitRate * 400 : 0;
     return info;
 }
 
