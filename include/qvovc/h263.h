@@ -8,6 +8,79 @@
 extern "C" {
 #endif
 
+/* ---- macroblock headers -------------------------------------------------------------------------------------- */
+
+/* Each operation decodes one code of a macroblock header (ITU-T H.263, clause 5.3) at the byte-stream position and
+ * advances it behind the code.
+ *
+ * ppBitStream, pBitOffset  byte-stream position; the offset is not range-checked
+ * the last argument        receives the result
+ *
+ * Exactly the two bytes from the current one are read, which suffices for every code at any offset.
+ *
+ * Statuses: -8 a pointer (or *ppBitStream) is null; then the status of an invalid code that the declaration names,
+ * with neither the result nor the position written. */
+
+/* The result for the stuffing code of MCBPC. */
+enum { qvoMcbpcStuffing = 255 };
+
+/* MCBPC of an I-picture macroblock (H.263 Table 7). The result holds the macroblock type in bits 0..3 (3, or 4 with
+ * DQUANT) and the two coded bits of the chrominance blocks in bits 4..5; the stuffing code gives 255.
+ * Invalid code (six zeros that do not begin the stuffing code): qvoStatusMcbpcIntra (-109). */
+QVO_API QvoStatus qvoiDecodeMCBPCIntra_H263(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pMCBPC);
+
+/* MCBPC of a P-picture macroblock (H.263 Table 8): type 0..4 in bits 0..3, chrominance bits in bits 4..5; the stuffing
+ * code gives 255. The longer codes of type 5 (four vectors with DQUANT) begin with nine zeros and are refused with them:
+ * a decoder that needs them reads them itself.
+ * Invalid code (nine zeros): qvoStatusMcbpcInter (-110). */
+QVO_API QvoStatus qvoiDecodeMCBPCInter_H263(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pMCBPC);
+
+/* CBPY (H.263 Table 13) in the form for inter macroblocks, 0..15, bit 3 for the first luminance block. For an intra
+ * macroblock take the complement, value ^ 15.
+ * Invalid code (five zeros): qvoStatusCbpy (-111). */
+QVO_API QvoStatus qvoiDecodeCBPY_H263(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pCBPY);
+
+/* MODB of a PB-frame (H.263 Table 11): 0 for the one-bit code 0, otherwise the two code bits as a number, 2 or 3.
+ * Every code is valid. */
+QVO_API QvoStatus qvoiDecodeMODB_H263(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pMODB);
+
+/* DQUANT of the modified quantisation mode (H.263 Annex T.2). pQuant holds the quantiser, 0..31, and receives the new
+ * one: after a first bit 1 the old one changed by the table's step for the second bit, after a first bit 0 the five
+ * bits that follow, in which case the old one is not looked at. The result is not range-checked; the table keeps 1..31
+ * within 1..31. Every code is valid. */
+QVO_API QvoStatus qvoiUpdateQuant_MQ_H263_1u32s_I(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo32s* pQuant);
+
+/* ---- frame expansion and deblocking -------------------------------------------------------------------------- */
+
+/* Fills the border around a picture with its edge samples, so that vectors may point outside (H.263 Annex D.1).
+ *
+ * pFrame       top-left corner of the whole buffer, border included; the picture's first sample lies `border` rows
+ *              down and `border` samples right of it
+ * frameWidth, frameHeight  size of the picture
+ * border       width of the border on all four sides
+ * step         bytes between rows
+ *
+ * Exactly (frameWidth + 2*border) x (frameHeight + 2*border) samples are used.
+ * Statuses: -8 pFrame is null; qvoStatusFrameWidth (-80) frameWidth < 8; qvoStatusFrameRows (-79) frameHeight < 1;
+ * qvoStatusBorderWidth (-78) border < 8; qvoStatusBlockStep (-82) step < 8; qvoStatusFrameHeight (-77)
+ * step < frameWidth + 2*border. */
+QVO_API QvoStatus qvoiExpandFrame_H263_8u(Qvo8u* pFrame, Qvo32s frameWidth, Qvo32s frameHeight, Qvo32s border,
+                                          Qvo32s step);
+
+/* Filters eight samples' length of a block edge in place (H.263 Annex J.3).
+ *
+ * pSrcDst  HorEdge: the first of eight samples in the row just below the edge; two rows above and below are used.
+ *          VerEdge: the first of eight samples in the column just right of the edge; two columns on either side are
+ *          used
+ * step     bytes between rows
+ * QP       quantiser, 1..31, which chooses the strength (_h263Deblock_QPStrength)
+ *
+ * Statuses: -8 pSrcDst is null; qvoStatusBlockStep (-82) step < 8; qvoStatusQpRange (-76) QP outside 1..31. */
+QVO_API QvoStatus qvoiFilterDeblocking_HorEdge_H263_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP);
+QVO_API QvoStatus qvoiFilterDeblocking_VerEdge_H263_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP);
+
+/* ---- inverse scans ------------------------------------------------------------------------------------------- */
+
 #ifdef __cplusplus
 }
 #endif

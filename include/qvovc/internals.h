@@ -14,6 +14,11 @@ extern "C" {
 /* Entry n is 2^n - 1, n = 0..32: the mask of the low n bits. */
 QVO_API extern const Qvo32u _qvoGetBitsMask[33];
 
+/* ---- H.263 ---- */
+
+/* Strength of the deblocking filter by quantiser 0..31 (ITU-T H.263 Table J.2); entry 0 is not used. */
+QVO_API extern const Qvo32s _h263Deblock_QPStrength[32];
+
 #ifdef __cplusplus
 }
 #endif

@@ -182,6 +182,52 @@ QVO_API QvoStatus qvoiComputeChroma4MV_MPEG4(const QvoMotionVector* pSrcMVY, Qvo
 
 /* ---- post-filters -------------------------------------------------------------------------------------------- */
 
+/* Post-processing of a decoded frame for display (ISO/IEC 14496-2 Annex F.3). Which edges and blocks are filtered, in
+ * which order and with which thresholds is the caller's choice; nothing but the pointers is checked. */
+
+/* Deblocks eight samples' length of a block edge in place.
+ *
+ * pSrcDst  HorEdge: the first of eight samples in the row just below the edge. VerEdge: the first of eight samples in
+ *          the column just right of the edge. Across the edge ten samples s0..s9 are read, five on either side; s0
+ *          and s9 are never written
+ * step     bytes between rows
+ * QP       quantiser of the block
+ * THR1     greatest difference of two neighbouring samples that still count as flat (2 in the standard)
+ * THR2     number of flat pairs, of the nine, from which a line is smoothed as a whole (6 in the standard)
+ *
+ * A line with THR2 or more flat pairs is low-pass filtered (s1..s8) where its range stays below 2*QP; any other line
+ * has s4 and s5 moved toward each other, never past their middle, unless it holds a real edge.
+ * Statuses: -8 pSrcDst is null. */
+QVO_API QvoStatus qvoiFilterDeblocking_HorEdge_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP, Qvo32s THR1,
+                                                          Qvo32s THR2);
+QVO_API QvoStatus qvoiFilterDeblocking_VerEdge_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP, Qvo32s THR1,
+                                                          Qvo32s THR2);
+
+/* Computes the deringing thresholds of a macroblock.
+ *
+ * pSrcY, stepY           luminance, 16x16
+ * pSrcCb, stepCb, pSrcCr, stepCr  chrominance, 8x8 each
+ * pThresholds            receives six thresholds: the luminance blocks top-left, top-right, bottom-left and
+ *                        bottom-right, then Cb, then Cr
+ *
+ * A block's threshold is the middle of its range. Where no luminance block's range reaches 16 all four luminance
+ * thresholds are 0; where the largest range is 64 or more, luminance blocks with a range below 32 take the threshold
+ * of the block with the largest range (the first of them in the order above). Chrominance thresholds stay as they are.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiFilterDeringingThresholdMB_MPEG4_8u(const Qvo8u* pSrcY, Qvo32s stepY, const Qvo8u* pSrcCb,
+                                                          Qvo32s stepCb, const Qvo8u* pSrcCr, Qvo32s stepCr,
+                                                          Qvo32s* pThresholds);
+
+/* Derings an 8x8 block: each sample whose whole 3x3 neighbourhood lies on one side of the threshold is smoothed, by at
+ * most QP >> 1; the others are copied.
+ *
+ * pSrc, srcStep  source block; one sample around it on all four sides is read as well
+ * pDst, dstStep  destination block, all 64 samples of which are written. It may be the source block itself: the
+ *                source is read before anything is written
+ *
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiFilterDeringingSmoothBlock_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst,
+                                                          Qvo32s dstStep, Qvo32s QP, Qvo32s threshold);
 
 
 #ifdef __cplusplus

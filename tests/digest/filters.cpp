@@ -1,0 +1,45 @@
+#include <vector>
+
+#include "digest/digest.h"
+#include "qvovc.h"
+
+namespace {
+
+const DigestEntry h263("qvoiFilterDeblocking_H263", [](Digest& digest, Random& random) {
+    std::vector<Qvo8u> area(8 * 12);
+    for (int i = 0; i < 2000; ++i) {
+        const int low = random.range(0, 200);
+        random.fill(area, low, low + 55);
+        qvoiFilterDeblocking_HorEdge_H263_8u_I(&area[48], 8, 1 + i % 31);
+        qvoiFilterDeblocking_VerEdge_H263_8u_I(&area[4], 8, 1 + i % 31);
+        digest.addAll(area.data(), area.size());
+    }
+});
+
+const DigestEntry mpeg4("qvoiFilterDeblocking_MPEG4", [](Digest& digest, Random& random) {
+    std::vector<Qvo8u> area(16 * 16);
+    for (int i = 0; i < 2000; ++i) {
+        const int low = random.range(0, 200), spread = random.range(1, 55);
+        random.fill(area, low, low + spread);
+        qvoiFilterDeblocking_HorEdge_MPEG4_8u_I(&area[16 * 8 + 3], 16, 1 + i % 31, random.range(0, 5),
+                                                random.range(2, 8));
+        qvoiFilterDeblocking_VerEdge_MPEG4_8u_I(&area[16 * 4 + 8], 16, 1 + i % 31, random.range(0, 5),
+                                                random.range(2, 8));
+        digest.addAll(area.data(), area.size());
+    }
+});
+
+const DigestEntry deringing("qvoiFilterDeringing_MPEG4", [](Digest& digest, Random& random) {
+    std::vector<Qvo8u> area(16 * 16), block(64);
+    Qvo32s thresholds[6];
+    for (int i = 0; i < 2000; ++i) {
+        const int low = random.range(0, 150), spread = random.range(1, 105);
+        random.fill(area, low, low + spread);
+        qvoiFilterDeringingThresholdMB_MPEG4_8u(area.data(), 16, area.data(), 16, &area[99], 16, thresholds);
+        digest.addAll(thresholds, 6);
+        qvoiFilterDeringingSmoothBlock_MPEG4_8u(&area[17 * 4], 16, block.data(), 8, i % 32, low + 1);
+        digest.addAll(block.data(), block.size());
+    }
+});
+
+}  // namespace

@@ -1,0 +1,114 @@
+// Frame expansion and the deblocking filter.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <vector>
+
+#include "qvovc.h"
+#include "support/guarded.h"
+#include "support/random.h"
+
+namespace {
+
+TEST(H263Frame, StatusesInTheirOrder) {
+    std::vector<Qvo8u> frame(64 * 64, 5);
+    const struct {
+        QvoStatus expected;
+        Qvo32s width, height, border, step;
+    } cases[] = {
+        {qvoStatusFrameWidth, 7, 0, 7, 7},
+        {qvoStatusFrameRows, 8, 0, 7, 7},
+        {qvoStatusBorderWidth, 8, 1, 7, 7},
+        {qvoStatusBlockStep, 8, 1, 8, 7},
+        {qvoStatusFrameHeight, 8, 1, 8, 23},
+        {qvoStatusFrameHeight, 64, 1, 8, 10},
+        {qvoStatusFrameHeight, 8, 1, INT_MAX, 64},  // the sum of width and borders does not fit 32 bits
+        {qvoStatusFrameHeight, INT_MAX, 1, INT_MAX, INT_MAX},
+    };
+    EXPECT_EQ(qvoStatusNullPtr, qvoiExpandFrame_H263_8u(nullptr, 0, 0, 0, 0));
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.expected, qvoiExpandFrame_H263_8u(frame.data(), c.width, c.height, c.border, c.step));
+    }
+    for (const auto filter : {&qvoiFilterDeblocking_HorEdge_H263_8u_I, &qvoiFilterDeblocking_VerEdge_H263_8u_I}) {
+        EXPECT_EQ(qvoStatusNullPtr, filter(nullptr, 7, 0));
+        EXPECT_EQ(qvoStatusBlockStep, filter(&frame[2000], 7, 0));
+        EXPECT_EQ(qvoStatusQpRange, filter(&frame[2000], 8, 0));
+        EXPECT_EQ(qvoStatusQpRange, filter(&frame[2000], 8, 32));
+    }
+    EXPECT_EQ(std::vector<Qvo8u>(64 * 64, 5), frame);
+}
+
+// Every sample of the expanded buffer is the nearest picture sample; nothing beyond it is touched.
+TEST(H263Frame, ExpansionRepeatsTheNearestSample) {
+    Random random;
+    for (const Qvo32s border : {8, 9, 16, 21}) {
+        for (const auto& [width, height] : {std::pair{8, 1}, std::pair{11, 5}, std::pair{48, 32}}) {
+            for (const Qvo32s gap : {0, 5}) {
+                const Qvo32s fullWidth = width + 2 * border, fullHeight = height + 2 * border;
+                const Qvo32s step = fullWidth + gap;
+                Guarded<Qvo8u> frame(static_cast<std::size_t>(step * (fullHeight - 1) + fullWidth));
+                random.fill(frame, 0, 255);
+                const std::vector<Qvo8u> before(frame.begin(), frame.end());
+                ASSERT_EQ(qvoStatusOk, qvoiExpandFrame_H263_8u(frame.data(), width, height, border, step));
+                for (std::size_t i = 0; i < frame.size(); ++i) {
+                    const Qvo32s x = static_cast<Qvo32s>(i) % step, y = static_cast<Qvo32s>(i) / step;
+                    const Qvo32s px = std::clamp(x, border, border + width - 1);
+                    const Qvo32s py = std::clamp(y, border, border + height - 1);
+                    const std::size_t nearest = x < fullWidth ? static_cast<std::size_t>(py * step + px) : i;
+                    ASSERT_EQ(before[nearest], frame[i]) << x << ',' << y;
+                }
+            }
+        }
+    }
+}
+
+// One line as Annex J.3 states it.
+void filterLine(int& a, int& b, int& c, int& d, int strength) {
+    const auto sign = [](int v) { return (v > 0) - (v < 0); };
+    const int delta = (a - 4 * b + 4 * c - d) / 8;
+    const int d1 = sign(delta) * std::max(0, std::abs(delta) - std::max(0, 2 * (std::abs(delta) - strength)));
+    const int limit = std::abs(d1 / 2);
+    const int d2 = std::clamp((a - d) / 4, -limit, limit);
+    b = std::clamp(b + d1, 0, 255);
+    c = std::clamp(c - d1, 0, 255);
+    a -= d2;
+    d += d2;
+}
+
+TEST(H263Frame, DeblockingOfBothEdges) {
+    // Table J.2
+    const int strengths[] = {1, 1, 2, 2, 3, 3, 4,  4,  4,  5,  5,  6,  6,  7,  7, 7,
+                             8, 8, 8, 9, 9, 9, 10, 10, 10, 11, 11, 11, 12, 12, 12};
+    Random random;
+    for (int QP = 1; QP <= 31; ++QP) {
+        ASSERT_EQ(strengths[QP - 1], _h263Deblock_QPStrength[QP]);
+        for (int round = 0; round < 300; ++round) {
+            const int spread = round % 3 == 0 ? 255 : round % 3 == 1 ? 40 : 8;
+            const int base = random.range(0, 255 - spread);
+            for (const bool horizontal : {true, false}) {
+                const Qvo32s step = horizontal ? 8 + round % 5 : 8;
+                const int across = horizontal ? step : 1, along = horizontal ? 1 : step;
+                Guarded<Qvo8u> area(static_cast<std::size_t>(3 * across + 7 * along + 1));
+                random.fill(area, base, base + spread);
+                std::vector<Qvo8u> expected(area.begin(), area.end());
+                for (int i = 0; i < 8; ++i) {
+                    Qvo8u* const line = expected.data() + i * along;
+                    int s[4];
+                    for (int k = 0; k < 4; ++k)
+                        s[k] = line[k * across];
+                    filterLine(s[0], s[1], s[2], s[3], strengths[QP - 1]);
+                    for (int k = 0; k < 4; ++k)
+                        line[k * across] = static_cast<Qvo8u>(s[k]);
+                }
+                const auto filter =
+                    horizontal ? &qvoiFilterDeblocking_HorEdge_H263_8u_I : &qvoiFilterDeblocking_VerEdge_H263_8u_I;
+                ASSERT_EQ(qvoStatusOk, filter(area.data() + 2 * across, step, QP));
+                ASSERT_EQ(expected, std::vector<Qvo8u>(area.begin(), area.end())) << "QP " << QP;
+            }
+        }
+    }
+}
+
+}  // namespace
