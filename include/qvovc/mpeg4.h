@@ -19,8 +19,8 @@ extern "C" {
 
 /* ---- motion vectors ------------------------------------------------------------------------------------------ */
 
-/* Vectors are in half-sample units. A macroblock carries four, in the order of its 8x8 blocks: 0 top left, 1 top right,
- * 2 bottom left, 3 bottom right; a macroblock with a single vector holds it four times.
+/* Vectors are in half-sample units. A macroblock carries four, in the order of its 8x8 blocks: 0 top left, 1 top
+ * right, 2 bottom left, 3 bottom right; a macroblock with a single vector holds it four times.
  *
  * Block flags are four bytes per macroblock, non-zero for a block that is not transparent (has at least one sample of
  * the object's shape; in a rectangular VOP every block). The flags of the current macroblock are tested one by one,
@@ -31,8 +31,8 @@ extern "C" {
  *
  * Statuses common to the decoders: -8 a pointer, or the current-position pointer behind ppBitStream, is null; -105
  * *pBitOffset is outside 0..7; -97 a pointer to flags is not a multiple of 4; then as each declaration says; and
- * -101 from the stream, for a motion code that is not in the table. After a bad code the position stays at the start of
- * that vector's differential, and nothing is added to its predictor. */
+ * -101 from the stream, for a motion code that is not in the table. After a bad code the position stays at the start
+ * of that vector's differential, and nothing is added to its predictor. */
 
 /* The P-VOP macroblock types that carry four vectors (ISO/IEC 14496-2, Table B-1). */
 enum { qvoMbInter4V = 2, qvoMbInter4VQ = 5 };
@@ -40,22 +40,22 @@ enum { qvoMbInter4V = 2, qvoMbInter4VQ = 5 };
 /* Decodes the vectors of a P-VOP macroblock and fills those of its transparent blocks (ISO/IEC 14496-2, 6.2.6.2,
  * 7.6.3 and 7.6.5).
  *
- * pSrcMVLeftMB        four vectors of the macroblock to the left; where it does not exist, any vectors whose flag word
- * pSrcMVUpperMB       is 0; likewise of the macroblock above
- * pSrcMVUpperRightMB  and of the one to the right of that
+ * pSrcMVLeftMB, pSrcMVUpperMB, pSrcMVUpperRightMB
+ *                     four vectors each of the macroblocks to the left, above and above to the right; where one does
+ *                     not exist, any vectors, with a flag word of 0
  * pDstMVCurMB         receives four vectors
  * pFlagLeftMB, pFlagUpperMB, pFlagUpperRightMB
  *                     flag words of the three neighbours
  * pFlagCurMB          four flags of this macroblock
  * fcode               vop_fcode_forward, 1..7
- * mbType              qvoMbInter4V or qvoMbInter4VQ: for each block that is not transparent, in order, the predictor of
- *                     qvoiFindMVpred_MPEG4 plus a decoded differential; then the fill of qvoiPadMV_MPEG4, also where
- *                     every flag is 0. Any other type: one vector, predicted as block 0 whatever its flag says, copied
- *                     to all four blocks.
+ * mbType              qvoMbInter4V or qvoMbInter4VQ: for each block that is not transparent, in order, the predictor
+ *                     of qvoiFindMVpred_MPEG4 plus a decoded differential; then the fill of qvoiPadMV_MPEG4, also
+ *                     where every flag is 0. Any other type: one vector, predicted as block 0 whatever its flag says,
+ *                     copied to all four blocks.
  *
- * A component of a sum, taken in 16 bits, that lies below -(16 << fcode) gains 32 << fcode; one of 16 << fcode or more
- * loses as much. After a bad code the vectors of the blocks before stay decoded, that of the failing block holds its
- * predictor, and nothing is filled or copied.
+ * A component of a sum, taken in 16 bits, that lies below -(16 << fcode) gains 32 << fcode; one of 16 << fcode or
+ * more loses as much. After a bad code the vectors of the blocks before stay decoded, that of the failing block holds
+ * its predictor, and nothing is filled or copied.
  * Statuses: -8 (no pointer may be null), -105, -97; -98 fcode is outside 1..7; -101. */
 QVO_API QvoStatus qvoiDecodePadMV_PVOP_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
                                              const QvoMotionVector* pSrcMVLeftMB,
@@ -65,17 +65,17 @@ QVO_API QvoStatus qvoiDecodePadMV_PVOP_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOf
                                              const Qvo8u* pFlagUpperRightMB, const Qvo8u* pFlagCurMB, Qvo32s fcode,
                                              Qvo32s mbType);
 
-/* Decode one vector of a B-VOP macroblock: *pSrcDstMV holds its predictor (the last vector of the same direction in the
- * macroblock row, ISO/IEC 14496-2, 7.6.8) and receives the vector, wrapped into the range of fcode as in P-VOPs. The
- * two are the same operation under the names of the two directions.
+/* Decode one vector of a B-VOP macroblock: *pSrcDstMV holds its predictor (the last vector of the same direction in
+ * the macroblock row, ISO/IEC 14496-2, 7.6.8) and receives the vector, wrapped into the range of fcode as in P-VOPs.
+ * The two are the same operation under the names of the two directions.
  * Statuses: -8, -105; -98 fcode is outside 1..7; -101. */
 QVO_API QvoStatus qvoiDecodeMV_BVOP_Forward_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
                                                   QvoMotionVector* pSrcDstMVF, Qvo32s fcodeForward);
 QVO_API QvoStatus qvoiDecodeMV_BVOP_Backward_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
                                                    QvoMotionVector* pSrcDstMVB, Qvo32s fcodeBackward);
 
-/* Decodes the forward, then the backward vector of an interpolated macroblock. After a bad code of the backward vector
- * the forward vector stays decoded and the position is behind it.
+/* Decodes the forward, then the backward vector of an interpolated macroblock. After a bad code of the backward
+ * vector the forward vector stays decoded and the position is behind it.
  * Statuses: -8, -105; -98 fcodeForward, then fcodeBackward is outside 1..7; -101. */
 QVO_API QvoStatus qvoiDecodeMV_BVOP_Interpolate_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
                                                       QvoMotionVector* pSrcDstMVF, QvoMotionVector* pSrcDstMVB,
@@ -100,16 +100,16 @@ QVO_API QvoStatus qvoiDecodeMV_BVOP_Direct_MPEG4(Qvo8u** ppBitStream, Qvo32s* pB
                                                  QvoMotionVector* pDstMVBackward, const Qvo8u* pFlagColMB, Qvo32s TRB,
                                                  Qvo32s TRD);
 
-/* The vectors of a skipped direct-mode macroblock: those of qvoiDecodeMV_BVOP_Direct_MPEG4 with a delta of zero, and no
- * bits read.
+/* The vectors of a skipped direct-mode macroblock: those of qvoiDecodeMV_BVOP_Direct_MPEG4 with a delta of zero, and
+ * no bits read.
  * Statuses: -8, -97; -96 TRB or TRD is less than 1. */
 QVO_API QvoStatus qvoiDecodeMV_BVOP_DirectSkip_MPEG4(const QvoMotionVector* pSrcMVColMB,
                                                      QvoMotionVector* pDstMVForward, QvoMotionVector* pDstMVBackward,
                                                      const Qvo8u* pFlagColMB, Qvo32s TRB, Qvo32s TRD);
 
-/* Gives each block whose flag is 0 the vector of a neighbouring block (ISO/IEC 14496-2, 7.6.1.6). The blocks are filled
- * in order, and a block takes the vector of the first of its three neighbours whose flag is not 0, or of the third
- * where none is, filled before or not:
+/* Gives each block whose flag is 0 the vector of a neighbouring block (ISO/IEC 14496-2, 7.6.1.6). The blocks are
+ * filled in order, and a block takes the vector of the first of its three neighbours whose flag is not 0, or of the
+ * third where none is, filled before or not:
  *
  *   block 0   1, 2, 3        block 2   3, 0, 1
  *   block 1   0, 3, 2        block 3   2, 1, 0
@@ -150,8 +150,8 @@ QVO_API QvoStatus qvoiFindMVpred_MPEG4(const QvoMotionVector* pSrcMVCurMB, const
                                        QvoMotionVector* pDstMVPredMe, Qvo32s blockIndex);
 
 /* Limits a vector so that the block it addresses lies within a rectangle, usually the reference VOP with its border
- * (ISO/IEC 14496-2, 7.6.4). Per component, with v the vector's, p the block's position, o the rectangle's origin, e its
- * extent and n the block size: 2(o - p) if v + 2p < 2o; 2(o + e - n - p) if v + 2p >= 2(o + e - n); else v.
+ * (ISO/IEC 14496-2, 7.6.4). Per component, with v the vector's, p the block's position, o the rectangle's origin, e
+ * its extent and n the block size: 2(o - p) if v + 2p < 2o; 2(o + e - n - p) if v + 2p >= 2(o + e - n); else v.
  *
  * rectX, rectY, rectWidth, rectHeight  rectangle in samples
  * x, y                                 position of the block in samples
@@ -168,8 +168,8 @@ QVO_API QvoStatus qvoiLimitMVToRect_MPEG4(const QvoMotionVector* pSrcMV, QvoMoti
  * Statuses: -8. */
 QVO_API QvoStatus qvoiComputeChromaMV_MPEG4(const QvoMotionVector* pSrcMVY, QvoMotionVector* pDstMVC);
 
-/* The chrominance vector of a macroblock with four vectors: half the mean of those of its k blocks whose flag is not 0,
- * the remainder of the sum by 4k rounded by the tables of ISO/IEC 14496-2, 7.6.5; zero if there is none.
+/* The chrominance vector of a macroblock with four vectors: half the mean of those of its k blocks whose flag is not
+ * 0, the remainder of the sum by 4k rounded by the tables of ISO/IEC 14496-2, 7.6.5; zero if there is none.
  *
  * pSrcMVY  four luminance vectors
  * pDstMVC  receives the chrominance vector
@@ -179,6 +179,159 @@ QVO_API QvoStatus qvoiComputeChroma4MV_MPEG4(const QvoMotionVector* pSrcMVY, Qvo
                                              const Qvo8u* pFlags);
 
 /* ---- motion compensation, overlapped prediction and padding -------------------------------------------------- */
+
+/* Steps are in bytes and, where nothing else is said, not checked and may be negative. A vector is in half-sample
+ * units: v >> 1 (rounding down) is its integer part, v & 1 says whether the position is half. Half positions are
+ * averages that round up with rounding control 0 and down with 1 (ISO/IEC 14496-2, 7.6.2.1); with a, b, c, d a
+ * sample, its right neighbour and the two below:
+ *
+ *                          rc 0                       any other rc
+ *   half in x              (a + b + 1) >> 1           (a + b) >> 1
+ *   half in y              (a + c + 1) >> 1           (a + c) >> 1
+ *   half in both           (a + b + c + d + 2) >> 2   (a + b + c + d + 1) >> 2
+ *
+ * One column (row) beyond the block is read where the position is half in x (y), and only there. Reference and
+ * destination must not overlap, except as said. */
+
+/* Copy the prediction of a block of 8x8 or of a macroblock of 16x16 samples.
+ *
+ * pSrc  reference plane at the position of the block; the vector leads from there
+ * pDst  receives the prediction
+ * pMV   vector; not checked
+ * rc    rounding control of the VOP
+ * Statuses: -8 pSrc or pDst is null. */
+QVO_API QvoStatus qvoiCopyBlockHalfpel_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
+                                                const QvoMotionVector* pMV, Qvo32s rc);
+QVO_API QvoStatus qvoiCopyMBHalfpel_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
+                                             const QvoMotionVector* pMV, Qvo32s rc);
+
+/* The prediction of an 8x8 block plus a residual, clipped to 0..255. With an integer vector the destination may be
+ * the predicted block itself: the residual is added in place.
+ *
+ * pSrc       reference plane at the position of the block
+ * pResidual  64 contiguous residuals; not checked
+ * pMV        vector; not checked
+ * Statuses: -8 pSrc or pDst is null. */
+QVO_API QvoStatus qvoiReconBlockHalfpel_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo16s* pResidual,
+                                                 Qvo8u* pDst, Qvo32s dstStep, const QvoMotionVector* pMV, Qvo32s rc);
+
+/* Average two blocks of 8x8 or two macroblocks of 16x16 samples, (a + b + 1) >> 1: the prediction of an interpolated
+ * macroblock of a B-VOP (ISO/IEC 14496-2, 7.6.9.4) from its forward and backward predictions. The destination may be
+ * one of the sources.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiAverageBlock_MPEG4_8u(const Qvo8u* pSrc1, Qvo32s src1Step, const Qvo8u* pSrc2, Qvo32s src2Step,
+                                            Qvo8u* pDst, Qvo32s dstStep);
+QVO_API QvoStatus qvoiAverageMB_MPEG4_8u(const Qvo8u* pSrc1, Qvo32s src1Step, const Qvo8u* pSrc2, Qvo32s src2Step,
+                                         Qvo8u* pDst, Qvo32s dstStep);
+
+/* The same, with the average replacing the second source.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiAverageBlock_MPEG4_8u_I(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pSrcDst, Qvo32s srcDstStep);
+QVO_API QvoStatus qvoiAverageMB_MPEG4_8u_I(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pSrcDst, Qvo32s srcDstStep);
+
+/* Overlapped motion compensation of an 8x8 luminance block (ISO/IEC 14496-2, 7.6.6): the weighted sum of the
+ * predictions with its own vector and with those of its neighbours, rounded, rc applying to each of them. The left
+ * vector serves columns 0..3, the right one 4..7, the upper one rows 0..3, the lower one 4..7; each reads the half
+ * block it serves, and one column or row beyond it where its position is half. Five equal vectors give the plain
+ * prediction.
+ *
+ * pSrc  reference plane at the position of the block
+ * pMVCur, pMVLeft, pMVRight, pMVUpper, pMVLower
+ *       vectors; not checked. For a neighbour that is missing or intra, and for the macroblock below, the standard
+ *       takes the block's own.
+ * Statuses: -8 pSrc or pDst is null. Steps are not checked. */
+QVO_API QvoStatus qvoiOBMCHalfpel_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
+                                           const QvoMotionVector* pMVCur, const QvoMotionVector* pMVLeft,
+                                           const QvoMotionVector* pMVRight, const QvoMotionVector* pMVUpper,
+                                           const QvoMotionVector* pMVLower, Qvo32s rc);
+
+/* Repetitive padding of a block in place (ISO/IEC 14496-2, 7.6.1.1 and 7.6.1.2): transparent samples are replaced
+ * from the opaque ones around them. First each row that has an opaque sample: a transparent run takes the average,
+ * rounded up, of the opaque samples at its two ends, or the only one there is at an end of the row. Then the rows
+ * without one, in the same way from the nearest rows above and below that have one.
+ *
+ * pSrcDst  block of 16x16 or 8x8 samples
+ * step     bytes between its rows, at least 1
+ * pShape   16x16 or 8x8 bytes, contiguous: 0 transparent, 255 opaque. A transparent run, with which every row begins,
+ *          ends only at a 255, an opaque run only at a 0.
+ * Statuses: -8 a pointer is null; -14 step < 1; -94 no sample is opaque: the block is unchanged. */
+QVO_API QvoStatus qvoiPadCurrent_16x16_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pShape);
+QVO_API QvoStatus qvoiPadCurrent_8x8_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pShape);
+
+/* Extended padding of an exterior macroblock from one that has been padded (ISO/IEC 14496-2, 7.6.1.3): Horizontal
+ * repeats a column of the sources over the width of the macroblock, Vertical a row over its height.
+ *
+ * pSrcY, pSrcCb, pSrcCr  first sample of the column or row in a plane: columns are read at the plane's step, 16
+ *                        samples of the luminance and 8 of each chrominance
+ * pSrcA                  likewise of the alpha plane, or null: alpha is left alone
+ * pDstY, pDstCb, pDstCr  the macroblock's 16x16 luminance and 8x8 chrominance samples
+ * pDstA                  its 16x16 alpha samples; may be null if pSrcA is
+ * stepYA                 bytes between the rows of the luminance and alpha planes, at least 1
+ * stepCbCr               of the chrominance planes, at least 1
+ * Statuses: -8 a pointer is null, or pDstA is while pSrcA is not; -14 stepYA < 1 or stepCbCr < 1. */
+QVO_API QvoStatus qvoiPadMBHorizontal_MPEG4_8u(const Qvo8u* pSrcY, const Qvo8u* pSrcCb, const Qvo8u* pSrcCr,
+                                               const Qvo8u* pSrcA, Qvo8u* pDstY, Qvo8u* pDstCb, Qvo8u* pDstCr,
+                                               Qvo8u* pDstA, Qvo32s stepYA, Qvo32s stepCbCr);
+QVO_API QvoStatus qvoiPadMBVertical_MPEG4_8u(const Qvo8u* pSrcY, const Qvo8u* pSrcCb, const Qvo8u* pSrcCr,
+                                             const Qvo8u* pSrcA, Qvo8u* pDstY, Qvo8u* pDstCb, Qvo8u* pDstCr,
+                                             Qvo8u* pDstA, Qvo32s stepYA, Qvo32s stepCbCr);
+
+/* Sets all samples of a macroblock to grayVal (128 for 8-bit video), those of the alpha plane too where pDstA is not
+ * null.
+ * Statuses: -8 pDstY, pDstCb or pDstCr is null; -14 stepYA < 1 or stepCbCr < 1. */
+QVO_API QvoStatus qvoiPadMBGray_MPEG4_8u(Qvo8u grayVal, Qvo8u* pDstY, Qvo8u* pDstCb, Qvo8u* pDstCr, Qvo8u* pDstA,
+                                         Qvo32s stepYA, Qvo32s stepCbCr);
+
+/* The three operations that pad a VOP of any shape macroblock by macroblock, in raster order: each pads what it can
+ * of its own macroblock and of the neighbours to the left and above that waited for it.
+ *
+ * pFlags     two words, of the macroblock to the left and of the one above: 0 if it is transparent. An entry without
+ *            a macroblock behind it is not used.
+ * pSrcDstY, pSrcDstCb, pSrcDstCr
+ *            planes at this macroblock; the neighbours lie in the same planes
+ * pSrcDstA   alpha plane at this macroblock, or null
+ * pPadded    one byte per column of macroblocks from column 0, not 0 for a macroblock that is padded: entry mbX is
+ *            that of the macroblock above until qvoiPadMBTransparent_MPEG4_8u_P4R makes it this one's, entry mbX - 1
+ *            that of the macroblock to the left. They matter for transparent macroblocks only.
+ * mbX, mbY   column and row of this macroblock, at least 0
+ * stepYA     bytes between the rows of the luminance and alpha planes: at least 16, a multiple of 4
+ * stepCbCr   of the chrominance planes: at least 8, a multiple of 4
+ *
+ * Statuses: -8 a pointer other than pSrcDstA is null; -5 any other argument is outside its range, or a plane pointer,
+ * that of alpha included, is not a multiple of 4; then as each declaration says. */
+
+/* A macroblock with opaque and transparent samples: repetitive padding of the luminance, of the chrominance (opaque
+ * where any of the 2x2 luminance samples is) and of alpha. Then, if the left neighbour is transparent and not padded,
+ * horizontal extended padding of it from this macroblock's first column, and likewise vertical of the neighbour above
+ * from its first row; they are marked as padded.
+ *
+ * pShape     16 rows of 16 bits, two bytes each, most significant bit first: 1 is opaque
+ * shapeStep  bytes between the rows of the shape, at least 2
+ * Statuses: -8, -5; -2 no sample is opaque: nothing is changed. */
+QVO_API QvoStatus qvoiPadMBPartial_MPEG4_8u_P4R(const Qvo8u* pShape, const Qvo32s* pFlags, Qvo8u* pSrcDstY,
+                                                Qvo8u* pSrcDstCb, Qvo8u* pSrcDstCr, Qvo8u* pSrcDstA, Qvo8u* pPadded,
+                                                Qvo32s mbX, Qvo32s mbY, Qvo32s stepYA, Qvo32s stepCbCr,
+                                                Qvo32s shapeStep);
+
+/* A macroblock without transparent samples: only the padding of its two neighbours, as above.
+ * Statuses: -8, -5. */
+QVO_API QvoStatus qvoiPadMBOpaque_MPEG4_8u_P4R(const Qvo32s* pFlags, Qvo8u* pSrcDstY, Qvo8u* pSrcDstCb,
+                                               Qvo8u* pSrcDstCr, Qvo8u* pSrcDstA, Qvo8u* pPadded, Qvo32s mbX,
+                                               Qvo32s mbY, Qvo32s stepYA, Qvo32s stepCbCr);
+
+/* A transparent macroblock. It is padded from the last column of the left neighbour if that is not transparent, else
+ * from the last row of the one above if that is not, else it waits: for a neighbour to the right or below, or until
+ * it is known to have none and becomes gray. That is why a transparent neighbour above that is not padded becomes
+ * gray here, in the last row of macroblocks one to the left too, and in the last macroblock of all this one itself.
+ * The entry of pPadded becomes 1 if this macroblock was padded from a neighbour, else 0: gray does not count.
+ *
+ * grayVal             value of macroblocks that have no opaque neighbour
+ * mbPerRow, mbPerCol  columns and rows of macroblocks, at least 1 and beyond mbX and mbY
+ * Statuses: -8, -5. */
+QVO_API QvoStatus qvoiPadMBTransparent_MPEG4_8u_P4R(const Qvo32s* pFlags, Qvo8u* pSrcDstY, Qvo8u* pSrcDstCb,
+                                                    Qvo8u* pSrcDstCr, Qvo8u* pSrcDstA, Qvo8u* pPadded, Qvo8u grayVal,
+                                                    Qvo32s mbX, Qvo32s mbY, Qvo32s mbPerRow, Qvo32s mbPerCol,
+                                                    Qvo32s stepYA, Qvo32s stepCbCr);
 
 /* ---- post-filters -------------------------------------------------------------------------------------------- */
 

@@ -1,5 +1,5 @@
-// Motion vectors: decoding of P- and B-VOP vectors, prediction, the fill of transparent blocks, direct mode, the limit
-// to a rectangle and chrominance vectors.
+// Motion vectors: decoding of P- and B-VOP vectors, prediction, the fill of transparent blocks, direct mode, the
+// limit to a rectangle and chrominance vectors.
 #include <array>
 #include <cstring>
 
@@ -55,7 +55,7 @@ struct Position {
     Qvo32s offset;
 };
 
-// Reads one component's motion code and its residual. At most 12 + 1 + 6 bits follow the offset: four bytes hold them.
+// Reads one component's motion code and its residual: 12 + 1 + 6 bits behind an offset of 7 lie within four bytes.
 QvoStatus readComponent(Position& position, Qvo32s residualBits, Qvo32s& difference) {
     const Qvo8u* const p = position.byte;
     const Qvo32u bytes =

@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "mpeg2/plane.h"
+
+namespace {
+
+// ISO/IEC 14496-2, 7.6.2.1: one sample of the plane, or the average of two or four, by the half positions of a vector.
+int interpolate(Plane<Qvo8u>& plane, int x, int y, QvoMotionVector vector, int rc) {
+    const int right = vector.dx & 1, down = vector.dy & 1, count = (1 + right) * (1 + down);
+    int sum = 0;
+    for (int j = 0; j <= down; ++j)
+        for (int i = 0; i <= right; ++i)
+            sum += plane.at(x + i, y + j);
+    return count == 1 ? sum : (sum + count / 2 - (rc != 0)) / count;
+}
+
+// A reference plane that holds what the block of a vector reads and no more, with random samples.
+class Reference : public Plane<Qvo8u> {
+  public:
+    Reference(int size, QvoMotionVector vector, Random& random)
+        : Plane(size + (vector.dx & 1), size + (vector.dy & 1), random), vector_(vector) {
+        fill(random, 0, 255);
+    }
+
+    // Where the block lies that the vector leads away from; usually outside of the plane.
+    const Qvo8u* block() {
+        const std::ptrdiff_t dy = vector_.dy >> 1;
+        return origin() - (vector_.dx >> 1) - dy * step();
+    }
+
+    int predict(int x, int y, int rc) { return interpolate(*this, x, y, vector_, rc); }
+
+  private:
+    QvoMotionVector vector_;
+};
+
+QvoMotionVector randomVector(Random& random) {
+    const int dx = random.range(-70, 70), dy = random.range(-70, 70);
+    return {static_cast<Qvo16s>(dx), static_cast<Qvo16s>(dy)};
+}
+
+int randomRounding(Random& random, int round) {
+    return random.chance(90) ? round & 1 : random.range(-5, 5);
+}
+
+// The samples of a destination as they were, with those of its block replaced.
+template <class Sample>
+std::vector<Qvo8u> expectedContents(Plane<Qvo8u>& destination, int size, Sample sample) {
+    const std::vector<Qvo8u> before = destination.contents();
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x)
+            destination.at(x, y) = static_cast<Qvo8u>(sample(x, y));
+    const std::vector<Qvo8u> expected = destination.contents();
+    destination.restore(before);
+    return expected;
+}
+
+template <auto copy, int size>
+void expectCopies() {
+    Random random;
+    for (int round = 0; round < 2000; ++round) {
+        const QvoMotionVector vector = randomVector(random);
+        const int rc = randomRounding(random, round);
+        Reference reference(size, vector, random);
+        Plane<Qvo8u> destination(size, size, random);
+        const auto expected =
+            expectedContents(destination, size, [&](int x, int y) { return reference.predict(x, y, rc); });
+        ASSERT_EQ(qvoStatusOk,
+                  copy(reference.block(), reference.step(), destination.origin(), destination.step(), &vector, rc));
+        ASSERT_EQ(expected, destination.contents()) << vector.dx << ',' << vector.dy << " rc " << rc;
+    }
+}
+
+TEST(CopyHalfpel, Block) {
+    expectCopies<qvoiCopyBlockHalfpel_MPEG4_8u, 8>();
+}
+
+TEST(CopyHalfpel, Macroblock) {
+    expectCopies<qvoiCopyMBHalfpel_MPEG4_8u, 16>();
+}
+
+TEST(CopyHalfpel, EverySumOfFourSamplesIsExact) {
+    // All residues of four samples, and every level of the first two, meet in the one formula for both axes.
+    const QvoMotionVector vector = {1, 1};
+    Qvo8u rows[9][9], result[8][8];
+    for (int rc = 0; rc < 2; ++rc)
+        for (int a = 0; a < 256; ++a)
+            for (int b = 0; b < 256; ++b) {
+                for (int y = 0; y < 9; ++y)
+                    for (int x = 0; x < 9; ++x)
+                        rows[y][x] = static_cast<Qvo8u>((x ^ y) & 1 ? b + (x >> 1 & 1) : a + (y >> 1 & 1));
+                qvoiCopyBlockHalfpel_MPEG4_8u(rows[0], 9, result[0], 8, &vector, rc);
+                for (int y = 0; y < 8; ++y)
+                    for (int x = 0; x < 8; ++x)
+                        ASSERT_EQ((rows[y][x] + rows[y][x + 1] + rows[y + 1][x] + rows[y + 1][x + 1] + 2 - rc) / 4,
+                                  result[y][x]);
+            }
+}
+
+void fillResidual(Guarded<Qvo16s>& residual, Random& random) {
+    const int kind = random.range(0, 3);
+    const int range = kind == 0 ? 32767 : kind == 1 ? 256 : 40;
+    random.fill(residual, -range - 1, range);
+    if (kind == 0) {
+        residual[static_cast<std::size_t>(random.range(0, 63))] = 32767;
+        residual[static_cast<std::size_t>(random.range(0, 63))] = -32768;
+    }
+}
+
+TEST(ReconHalfpel, AddsTheResidualAndClips) {
+    Random random;
+    for (int round = 0; round < 2000; ++round) {
+        const QvoMotionVector vector = randomVector(random);
+        const int rc = randomRounding(random, round);
+        Reference reference(8, vector, random);
+        Guarded<Qvo16s> residual(64);
+        fillResidual(residual, random);
+        const auto sample = [&](int x, int y) {
+            return std::clamp(reference.predict(x, y, rc) + residual[static_cast<std::size_t>(8 * y + x)], 0, 255);
+        };
+        Plane<Qvo8u> destination(8, 8, random);
+        const auto expected = expectedContents(destination, 8, sample);
+        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
+                                                              destination.origin(), destination.step(), &vector, rc));
+        ASSERT_EQ(expected, destination.contents());
+
+        if ((vector.dx | vector.dy) & 1) continue;
+        const auto inPlace = expectedContents(reference, 8, sample);
+        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
+                                                              reference.origin(), reference.step(), &vector, rc));
+        ASSERT_EQ(inPlace, reference.contents());
+    }
+}
+
+template <auto average, auto averageInPlace, int size>
+void expectAverages() {
+    Random random;
+    for (int round = 0; round < 300; ++round) {
+        Plane<Qvo8u> first(size, size, random), second(size, size, random), destination(size, size, random);
+        first.fill(random, 0, 255);
+        second.fill(random, 0, 255);
+        const auto sample = [&](int x, int y) { return (first.at(x, y) + second.at(x, y) + 1) / 2; };
+        const auto expected = expectedContents(destination, size, sample);
+        ASSERT_EQ(qvoStatusOk, average(first.origin(), first.step(), second.origin(), second.step(),
+                                       destination.origin(), destination.step()));
+        ASSERT_EQ(expected, destination.contents());
+        const auto inPlace = expectedContents(second, size, sample);
+        ASSERT_EQ(qvoStatusOk, averageInPlace(first.origin(), first.step(), second.origin(), second.step()));
+        ASSERT_EQ(inPlace, second.contents());
+    }
+}
+
+TEST(Average, Block) {
+    expectAverages<qvoiAverageBlock_MPEG4_8u, qvoiAverageBlock_MPEG4_8u_I, 8>();
+}
+
+TEST(Average, Macroblock) {
+    expectAverages<qvoiAverageMB_MPEG4_8u, qvoiAverageMB_MPEG4_8u_I, 16>();
+}
+
+// ---- overlapped motion compensation ----
+
+// ISO/IEC 14496-2, 7.6.6: the weights of the block's own vector, and those of the vertical neighbours. Those beside it
+// are what is left of 8.
+const char* const kOwnWeights[] = {"45555554", "55555555", "55666655", "55666655",
+                                   "55666655", "55666655", "55555555", "45555554"};
+const char* const kVerticalWeights[] = {"22222222", "11222211", "11111111", "11111111",
+                                        "11111111", "11111111", "11222211", "22222222"};
+
+// A vector whose prediction of a part of the block lies within a plane of extent x extent samples, the block being at
+// (at, at); often at the very edge.
+QvoMotionVector vectorWithin(int extent, int at, int left, int top, int width, int height, Random& random) {
+    const auto component = [&](int begin, int length) {
+        const int low = -2 * (at + begin), high = 2 * (extent - at - begin - length);
+        const int edge = random.range(0, 9);
+        return static_cast<Qvo16s>(edge < 3 ? low : edge < 6 ? high - (edge & 1) : random.range(low, high));
+    };
+    const Qvo16s dx = component(left, width);
+    return {dx, component(top, height)};
+}
+
+TEST(OBMC, WeighsThePredictionsOfFiveVectors) {
+    constexpr int kExtent = 14, kAt = 3;
+    Random random;
+    for (int round = 0; round < 3000; ++round) {
+        Plane<Qvo8u> plane(kExtent, kExtent, random), destination(8, 8, random);
+        plane.fill(random, 0, 255);
+        const int rc = randomRounding(random, round);
+        const QvoMotionVector own = vectorWithin(kExtent, kAt, 0, 0, 8, 8, random);
+        const QvoMotionVector left = vectorWithin(kExtent, kAt, 0, 0, 4, 8, random);
+        const QvoMotionVector right = vectorWithin(kExtent, kAt, 4, 0, 4, 8, random);
+        const QvoMotionVector above = vectorWithin(kExtent, kAt, 0, 0, 8, 4, random);
+        const QvoMotionVector below = vectorWithin(kExtent, kAt, 0, 4, 8, 4, random);
+        const auto predict = [&](QvoMotionVector v, int x, int y) {
+            return interpolate(plane, kAt + x + (v.dx >> 1), kAt + y + (v.dy >> 1), v, rc);
+        };
+        const auto expected = expectedContents(destination, 8, [&](int x, int y) {
+            const int wOwn = kOwnWeights[y][x] - '0', wVertical = kVerticalWeights[y][x] - '0';
+            return (wOwn * predict(own, x, y) + (8 - wOwn - wVertical) * predict(x < 4 ? left : right, x, y) +
+                    wVertical * predict(y < 4 ? above : below, x, y) + 4) /
+                   8;
+        });
+        ASSERT_EQ(qvoStatusOk, qvoiOBMCHalfpel_MPEG4_8u(&plane.at(kAt, kAt), plane.step(), destination.origin(),
+                                                        destination.step(), &own, &left, &right, &above, &below, rc));
+        ASSERT_EQ(expected, destination.contents());
+    }
+}
+
+TEST(Mc, OnlyNullPointersAreRefused) {
+    Qvo8u source[256] = {}, target[256] = {};
+    const QvoMotionVector v = {};
+    const Qvo16s residual[64] = {};
+    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyBlockHalfpel_MPEG4_8u(nullptr, 8, target, 8, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyBlockHalfpel_MPEG4_8u(source, 8, nullptr, 8, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyMBHalfpel_MPEG4_8u(nullptr, 16, target, 16, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyMBHalfpel_MPEG4_8u(source, 16, nullptr, 16, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlockHalfpel_MPEG4_8u(nullptr, 8, residual, target, 8, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlockHalfpel_MPEG4_8u(source, 8, residual, nullptr, 8, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiOBMCHalfpel_MPEG4_8u(nullptr, 8, target, 8, &v, &v, &v, &v, &v, 0));
+    EXPECT_EQ(qvoStatusNullPtr, qvoiOBMCHalfpel_MPEG4_8u(source, 8, nullptr, 8, &v, &v, &v, &v, &v, 0));
+    for (const auto average : {qvoiAverageBlock_MPEG4_8u, qvoiAverageMB_MPEG4_8u}) {
+        EXPECT_EQ(qvoStatusNullPtr, average(nullptr, 16, source, 16, target, 16));
+        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, nullptr, 16, target, 16));
+        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, source, 16, nullptr, 16));
+    }
+    for (const auto average : {qvoiAverageBlock_MPEG4_8u_I, qvoiAverageMB_MPEG4_8u_I}) {
+        EXPECT_EQ(qvoStatusNullPtr, average(nullptr, 16, target, 16));
+        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, nullptr, 16));
+    }
+}
+
+}  // namespace

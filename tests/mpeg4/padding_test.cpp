@@ -1,0 +1,444 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "qvovc.h"
+#include "support/guarded.h"
+#include "support/random.h"
+
+namespace {
+
+std::size_t index(int i) {
+    return static_cast<std::size_t>(i);
+}
+
+// ---- repetitive padding ----
+
+// A square of samples with their opacity, padded sample by sample as ISO/IEC 14496-2, 7.6.1.1 and 7.6.1.2 define it.
+struct Block {
+    int size;
+    std::vector<int> sample;
+    std::vector<bool> opaque;
+
+    explicit Block(int n) : size(n), sample(index(n * n)), opaque(index(n * n)) {}
+    std::size_t at(int x, int y) const { return index(size * y + x); }
+
+    // The value between the nearest known samples before and behind position i of a line; -1 if there is none.
+    static int between(int i, int length, const std::function<int(int)>& known) {
+        int before = -1, behind = -1;
+        for (int k = i; k >= 0 && before < 0; --k)
+            before = known(k);
+        for (int k = i; k < length && behind < 0; ++k)
+            behind = known(k);
+        if (before < 0) return behind;
+        return behind < 0 ? before : (before + behind + 1) / 2;
+    }
+
+    bool pad() {
+        std::vector<int> rows(sample.size());
+        for (int y = 0; y < size; ++y)
+            for (int x = 0; x < size; ++x)
+                rows[at(x, y)] = between(x, size, [&](int k) { return opaque[at(k, y)] ? sample[at(k, y)] : -1; });
+        if (*std::max_element(rows.begin(), rows.end()) < 0) return false;
+        for (int y = 0; y < size; ++y)
+            for (int x = 0; x < size; ++x)
+                sample[at(x, y)] = between(y, size, [&](int k) { return rows[at(x, k)]; });
+        return true;
+    }
+};
+
+// Bytes of a shape: mostly runs of 0 and 255, rarely values between, which change nothing.
+void fillShape(Guarded<Qvo8u>& shape, int size, Block& block, Random& random) {
+    const int density = random.range(0, 3), between = random.chance(30) ? 10 : 0;
+    bool opaque = false;
+    for (int y = 0; y < size; ++y) {
+        const bool empty = random.chance(30);
+        bool run = false;
+        for (int x = 0; x < size; ++x) {
+            if (random.chance(30)) opaque = !empty && random.range(0, 3) <= density - (density == 3 ? 0 : 1);
+            if (empty) opaque = false;
+            const bool odd = random.chance(between);
+            shape[block.at(x, y)] = static_cast<Qvo8u>(odd ? random.range(1, 254) : opaque ? 255 : 0);
+            if (!odd) run = opaque;
+            block.opaque[block.at(x, y)] = run;
+        }
+    }
+}
+
+template <auto pad, int size>
+void expectPadding() {
+    Random random;
+    int transparent = 0;
+    for (int round = 0; round < 3000; ++round) {
+        Block block(size);
+        const int step = size + random.range(0, 5);
+        Guarded<Qvo8u> shape(size * size), texture(index(step * (size - 1) + size));
+        fillShape(shape, size, block, random);
+        random.fill(texture, 0, 255);
+        for (int y = 0; y < size; ++y)
+            for (int x = 0; x < size; ++x)
+                block.sample[block.at(x, y)] = texture[index(step * y + x)];
+        std::vector<Qvo8u> expected(texture.begin(), texture.end());
+        const bool padded = block.pad();
+        if (padded)
+            for (int y = 0; y < size; ++y)
+                for (int x = 0; x < size; ++x)
+                    expected[index(step * y + x)] = static_cast<Qvo8u>(block.sample[block.at(x, y)]);
+        transparent += !padded;
+        ASSERT_EQ(padded ? qvoStatusOk : qvoStatusTransparent, pad(texture.data(), step, shape.data()));
+        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), texture.begin())) << "round " << round;
+    }
+    EXPECT_GT(transparent, 20);
+    EXPECT_LT(transparent, 2000);
+}
+
+TEST(PadCurrent, Size16) {
+    expectPadding<qvoiPadCurrent_16x16_MPEG4_8u_I, 16>();
+}
+
+TEST(PadCurrent, Size8) {
+    expectPadding<qvoiPadCurrent_8x8_MPEG4_8u_I, 8>();
+}
+
+// ---- pictures ----
+
+// A plane in memory that ends with its last sample, and what is expected of it.
+struct Plane {
+    int step;
+    Guarded<Qvo8u> memory;
+    std::vector<Qvo8u> expected;
+
+    Plane(int width, int height, int rowStep, Random& random)
+        : step(rowStep), memory(index(rowStep * (height - 1) + width)) {
+        random.fill(memory, 0, 255);
+        expected.assign(memory.begin(), memory.end());
+    }
+    Qvo8u* block(int x, int y, int size) { return memory.data() + size * (step * y + x); }
+    Qvo8u& expect(int x, int y) { return expected[index(step * y + x)]; }
+    bool matches() { return std::equal(expected.begin(), expected.end(), memory.begin()); }
+};
+
+// Luminance, two chrominance planes and alpha, of columns x rows macroblocks.
+struct Picture {
+    int columns, rows;
+    int lumaStep, chromaStep;
+    Plane y, cb, cr, alpha;
+
+    Picture(int c, int r, Random& random)
+        : columns(c),
+          rows(r),
+          lumaStep(16 * c + 4 * random.range(0, 3)),
+          chromaStep(8 * c + 4 * random.range(0, 3)),
+          y(16 * c, 16 * r, lumaStep, random),
+          cb(8 * c, 8 * r, chromaStep, random),
+          cr(8 * c, 8 * r, chromaStep, random),
+          alpha(16 * c, 16 * r, lumaStep, random) {}
+
+    // Calls f for each plane that takes part, with the size of its blocks.
+    void forPlanes(bool withAlpha, const std::function<void(Plane&, int)>& f) {
+        f(y, 16);
+        f(cb, 8);
+        f(cr, 8);
+        if (withAlpha) f(alpha, 16);
+    }
+    bool matches() { return y.matches() && cb.matches() && cr.matches() && alpha.matches(); }
+};
+
+TEST(ExtendedPadding, RepeatsColumnsRowsAndValues) {
+    Random random;
+    for (int round = 0; round < 50; ++round) {
+        Picture p(2, 2, random);
+        const bool withAlpha = round % 2;
+        // From macroblock (0, 0) to its right and downwards, to the left of nothing: every plane is read at its edges.
+        const auto source = [&](Plane& plane, int x, int y) { return plane.memory.data() + plane.step * y + x; };
+        const int column = random.range(0, 15), row = random.range(0, 15), gray = random.range(0, 255);
+        p.forPlanes(withAlpha, [&](Plane& plane, int n) {
+            for (int y = 0; y < n; ++y)
+                for (int x = 0; x < n; ++x) {
+                    plane.expect(n + x, y) = plane.expect(column * n / 16, y);
+                    plane.expect(x, n + y) = plane.expect(x, row * n / 16);
+                    plane.expect(n + x, n + y) = static_cast<Qvo8u>(gray);
+                }
+        });
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiPadMBHorizontal_MPEG4_8u(
+                      source(p.y, column, 0), source(p.cb, column / 2, 0), source(p.cr, column / 2, 0),
+                      withAlpha ? source(p.alpha, column, 0) : nullptr, p.y.block(1, 0, 16), p.cb.block(1, 0, 8),
+                      p.cr.block(1, 0, 8), p.alpha.block(1, 0, 16), p.lumaStep, p.chromaStep));
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiPadMBVertical_MPEG4_8u(source(p.y, 0, row), source(p.cb, 0, row / 2), source(p.cr, 0, row / 2),
+                                             withAlpha ? source(p.alpha, 0, row) : nullptr, p.y.block(0, 1, 16),
+                                             p.cb.block(0, 1, 8), p.cr.block(0, 1, 8), p.alpha.block(0, 1, 16),
+                                             p.lumaStep, p.chromaStep));
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiPadMBGray_MPEG4_8u(static_cast<Qvo8u>(gray), p.y.block(1, 1, 16), p.cb.block(1, 1, 8),
+                                         p.cr.block(1, 1, 8), withAlpha ? p.alpha.block(1, 1, 16) : nullptr,
+                                         p.lumaStep, p.chromaStep));
+        ASSERT_TRUE(p.matches());
+    }
+}
+
+enum Kind { kTransparent, kPartial, kOpaque };
+
+// The shape of a whole picture.
+struct Shape {
+    int columns, rows;
+    std::vector<Kind> kinds;
+    std::vector<bool> opaque;  // of each luminance sample
+
+    Shape(int c, int r, Random& random) : columns(c), rows(r), kinds(index(c * r)), opaque(index(256 * c * r)) {
+        const int transparent = random.range(20, 100);
+        for (int i = 0; i < c * r; ++i) {
+            Kind& kind = kinds[index(i)];
+            kind = random.chance(transparent) ? kTransparent : random.chance(50) ? kOpaque : kPartial;
+            const int x = 16 * (i % c), y = 16 * (i / c), density = random.chance(30) ? 1 : 50;
+            for (int k = 0; k < 256; ++k)
+                opaque[at(x + k % 16, y + k / 16)] = kind == kOpaque || (kind == kPartial && random.chance(density));
+            if (kind == kPartial) opaque[at(x + random.range(0, 15), y + random.range(0, 15))] = true;
+        }
+    }
+    std::size_t at(int x, int y) const { return index(16 * columns * y + x); }
+    Kind kind(int x, int y) const {
+        return x < 0 || y < 0 || x >= columns || y >= rows ? kTransparent : kinds[index(columns * y + x)];
+    }
+};
+
+// What padding makes of a plane whose samples of the luminance's shape are `scale` (1 or 2) apart: repetitive padding
+// of the macroblocks with opaque samples; then each transparent one takes the adjoining line of its left, upper, right
+// or lower neighbour, the first that has opaque samples, or is gray (ISO/IEC 14496-2, 7.6.1.3).
+void padPlane(Plane& plane, const Shape& shape, int scale, Qvo8u gray) {
+    const int n = 16 / scale;
+    for (int i = 0; i < shape.columns * shape.rows; ++i) {
+        const int left = n * (i % shape.columns), top = n * (i / shape.columns);
+        if (shape.kinds[index(i)] != kPartial) continue;
+        Block block(n);
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) {
+                block.sample[block.at(x, y)] = plane.expect(left + x, top + y);
+                bool any = false;
+                for (int k = 0; k < scale * scale; ++k)
+                    any =
+                        any || shape.opaque[shape.at(scale * (left + x) + k % scale, scale * (top + y) + k / scale)];
+                block.opaque[block.at(x, y)] = any;
+            }
+        ASSERT_TRUE(block.pad());
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x)
+                plane.expect(left + x, top + y) = static_cast<Qvo8u>(block.sample[block.at(x, y)]);
+    }
+    for (int i = 0; i < shape.columns * shape.rows; ++i) {
+        const int mbX = i % shape.columns, mbY = i / shape.columns, left = n * mbX, top = n * mbY;
+        if (shape.kinds[index(i)] != kTransparent) continue;
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x)
+                plane.expect(left + x, top + y) = shape.kind(mbX - 1, mbY)   ? plane.expect(left - 1, top + y)
+                                                  : shape.kind(mbX, mbY - 1) ? plane.expect(left + x, top - 1)
+                                                  : shape.kind(mbX + 1, mbY) ? plane.expect(left + n, top + y)
+                                                  : shape.kind(mbX, mbY + 1) ? plane.expect(left + x, top + n)
+                                                                             : gray;
+    }
+}
+
+TEST(MacroblockPadding, PadsWholePicturesInRasterOrder) {
+    Random random;
+    for (int round = 0; round < 400; ++round) {
+        const int columns = random.range(1, 5), rows = random.range(1, 4);
+        Picture p(columns, rows, random);
+        const Shape shape(columns, rows, random);
+        const bool withAlpha = round % 2;
+        const Qvo8u gray = static_cast<Qvo8u>(random.range(0, 255));
+        p.forPlanes(withAlpha, [&](Plane& plane, int n) { padPlane(plane, shape, 16 / n, gray); });
+
+        Guarded<Qvo8u> padded(index(columns));
+        random.fill(padded, 0, 255);  // nothing is taken from the row above the first
+        const int shapeStep = random.range(2, 5);
+        Guarded<Qvo8u> bits(index(15 * shapeStep + 2));
+        for (int y = 0; y < rows; ++y)
+            for (int x = 0; x < columns; ++x) {
+                const Qvo32s flags[2] = {x > 0 ? -shape.kind(x - 1, y) : round % 3,
+                                         y > 0 ? 256 * shape.kind(x, y - 1) : round % 5};
+                Qvo8u *const pY = p.y.block(x, y, 16), *const pCb = p.cb.block(x, y, 8);
+                Qvo8u *const pCr = p.cr.block(x, y, 8), *const pA = withAlpha ? p.alpha.block(x, y, 16) : nullptr;
+                const Kind kind = shape.kind(x, y);
+                QvoStatus status;
+                if (kind == kTransparent) {
+                    status = qvoiPadMBTransparent_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), gray, x, y,
+                                                               columns, rows, p.lumaStep, p.chromaStep);
+                    ASSERT_EQ(shape.kind(x - 1, y) || shape.kind(x, y - 1), padded[index(x)]);
+                } else if (kind == kPartial) {
+                    for (int k = 0; k < 16; ++k) {
+                        Qvo8u* const row = &bits[index(k * shapeStep)];
+                        row[0] = row[1] = 0;
+                        for (int i = 0; i < 16; ++i)
+                            if (shape.opaque[shape.at(16 * x + i, 16 * y + k)])
+                                row[i / 8] = static_cast<Qvo8u>(row[i / 8] | 128 >> i % 8);
+                    }
+                    status = qvoiPadMBPartial_MPEG4_8u_P4R(bits.data(), flags, pY, pCb, pCr, pA, padded.data(), x, y,
+                                                           p.lumaStep, p.chromaStep, shapeStep);
+                } else {
+                    status = qvoiPadMBOpaque_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), x, y, p.lumaStep,
+                                                          p.chromaStep);
+                }
+                ASSERT_EQ(qvoStatusOk, status);
+            }
+        ASSERT_TRUE(p.matches()) << "round " << round;
+    }
+}
+
+TEST(MacroblockPadding, MarksOnlyTheNeighboursItFills) {
+    Random random;
+    Picture p(3, 2, random);
+    for (int state = 0; state < 16; ++state) {
+        const Qvo32s flags[2] = {state & 1, state & 2};
+        const Qvo8u before[3] = {static_cast<Qvo8u>(state & 4), static_cast<Qvo8u>(state & 8), 77};
+        Qvo8u padded[3] = {before[0], before[1], before[2]};
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiPadMBOpaque_MPEG4_8u_P4R(flags, p.y.block(1, 1, 16), p.cb.block(1, 1, 8), p.cr.block(1, 1, 8),
+                                               nullptr, padded, 1, 1, p.lumaStep, p.chromaStep));
+        EXPECT_EQ(!(state & 1) && !before[0] ? 1 : before[0], padded[0]);
+        EXPECT_EQ(!(state & 2) && !before[1] ? 1 : before[1], padded[1]);
+        EXPECT_EQ(77, padded[2]);
+    }
+}
+
+// ---- statuses ----
+
+// Arguments that are all valid, for macroblock (1, 1) of 2x2; each check spoils some and calls an operation again.
+struct Arguments {
+    alignas(4) Qvo8u planes[4][64 * 32];
+    alignas(4) Qvo8u shape[256];
+    Qvo8u padded[2] = {0, 0};
+    Qvo32s flags[2] = {0, 0};
+    const Qvo8u* source[4];
+    Qvo8u* block[4];
+    const Qvo8u* pShape = shape;
+    Qvo8u* pPadded = padded;
+    const Qvo32s* pFlags = flags;
+    int x = 1, y = 1, columns = 2, rows = 2, step = 32, chromaStep = 16, shapeStep = 2;
+
+    Arguments() {
+        for (int i = 0; i < 4; ++i) {
+            std::fill_n(planes[i], sizeof planes[i], static_cast<Qvo8u>(50 + i));
+            source[i] = planes[i];
+            block[i] = planes[i] + (i == 1 || i == 2 ? 8 * 16 + 8 : 16 * 32 + 16);
+        }
+        std::fill_n(shape, sizeof shape, Qvo8u{255});
+    }
+    Arguments(const Arguments&) = delete;
+
+    bool untouched() const {
+        for (int i = 0; i < 4; ++i)
+            for (const Qvo8u sample : planes[i])
+                if (sample != 50 + i) return false;
+        return padded[0] == 0 && padded[1] == 0;
+    }
+
+    QvoStatus current16() { return qvoiPadCurrent_16x16_MPEG4_8u_I(block[0], step, pShape); }
+    QvoStatus current8() { return qvoiPadCurrent_8x8_MPEG4_8u_I(block[0], step, pShape); }
+    QvoStatus horizontal() {
+        return qvoiPadMBHorizontal_MPEG4_8u(source[0], source[1], source[2], source[3], block[0], block[1], block[2],
+                                            block[3], step, chromaStep);
+    }
+    QvoStatus vertical() {
+        return qvoiPadMBVertical_MPEG4_8u(source[0], source[1], source[2], source[3], block[0], block[1], block[2],
+                                          block[3], step, chromaStep);
+    }
+    QvoStatus gray() { return qvoiPadMBGray_MPEG4_8u(9, block[0], block[1], block[2], block[3], step, chromaStep); }
+    QvoStatus partial() {
+        return qvoiPadMBPartial_MPEG4_8u_P4R(pShape, pFlags, block[0], block[1], block[2], block[3], pPadded, x, y,
+                                             step, chromaStep, shapeStep);
+    }
+    QvoStatus opaque() {
+        return qvoiPadMBOpaque_MPEG4_8u_P4R(pFlags, block[0], block[1], block[2], block[3], pPadded, x, y, step,
+                                            chromaStep);
+    }
+    QvoStatus transparent() {
+        return qvoiPadMBTransparent_MPEG4_8u_P4R(pFlags, block[0], block[1], block[2], block[3], pPadded, 9, x, y,
+                                                 columns, rows, step, chromaStep);
+    }
+};
+
+using Call = QvoStatus (Arguments::*)();
+using Fault = void (*)(Arguments&);
+
+void expectFaults(QvoStatus status, const std::vector<Call>& calls, const std::vector<Fault>& faults) {
+    for (std::size_t call = 0; call < calls.size(); ++call)
+        for (std::size_t fault = 0; fault < faults.size(); ++fault) {
+            Arguments arguments;
+            faults[fault](arguments);
+            EXPECT_EQ(status, (arguments.*calls[call])()) << "call " << call << ", fault " << fault;
+            EXPECT_TRUE(arguments.untouched()) << "call " << call << ", fault " << fault;
+        }
+}
+
+// Every operation is to see its null pointers before these.
+void spoilNumbers(Arguments& a) {
+    a.step = a.chromaStep = a.shapeStep = a.columns = a.rows = 0;
+    a.x = a.y = -1;
+}
+
+TEST(Padding, StatusesInTheirOrder) {
+    const std::vector<Call> current = {&Arguments::current16, &Arguments::current8};
+    const std::vector<Call> extended = {&Arguments::horizontal, &Arguments::vertical};
+    const std::vector<Call> macroblock = {&Arguments::partial, &Arguments::opaque, &Arguments::transparent};
+    const auto join = [](std::vector<Call> calls, const std::vector<Call>& more) {
+        calls.insert(calls.end(), more.begin(), more.end());
+        return calls;
+    };
+    for (const Call call : join(join(current, extended), join(macroblock, {&Arguments::gray}))) {
+        Arguments valid;
+        EXPECT_EQ(qvoStatusOk, (valid.*call)());
+    }
+
+    const Fault noY = [](Arguments& a) { spoilNumbers(a), a.block[0] = nullptr; };
+    expectFaults(qvoStatusNullPtr, current, {noY, [](Arguments& a) { spoilNumbers(a), a.pShape = nullptr; }});
+    expectFaults(qvoStatusNullPtr, join(join(extended, macroblock), {&Arguments::gray}),
+                 {noY, [](Arguments& a) { spoilNumbers(a), a.block[1] = nullptr; },
+                  [](Arguments& a) { spoilNumbers(a), a.block[2] = nullptr; }});
+    expectFaults(qvoStatusNullPtr, extended,
+                 {[](Arguments& a) { spoilNumbers(a), a.source[0] = nullptr; },
+                  [](Arguments& a) { spoilNumbers(a), a.source[1] = nullptr; },
+                  [](Arguments& a) { spoilNumbers(a), a.source[2] = nullptr; },
+                  [](Arguments& a) { spoilNumbers(a), a.block[3] = nullptr; }});
+    expectFaults(qvoStatusNullPtr, macroblock,
+                 {[](Arguments& a) { spoilNumbers(a), a.pFlags = nullptr; },
+                  [](Arguments& a) { spoilNumbers(a), a.pPadded = nullptr; }});
+    expectFaults(qvoStatusNullPtr, {&Arguments::partial},
+                 {[](Arguments& a) { spoilNumbers(a), a.pShape = nullptr; }});
+
+    expectFaults(qvoStatusStep, join(join(current, extended), {&Arguments::gray}),
+                 {[](Arguments& a) { a.step = 0; }, [](Arguments& a) { a.step = -32; }});
+    expectFaults(qvoStatusStep, join(extended, {&Arguments::gray}), {[](Arguments& a) { a.chromaStep = 0; }});
+    expectFaults(qvoStatusTransparent, current, {[](Arguments& a) { std::fill_n(a.shape, 256, Qvo8u{254}); }});
+
+    expectFaults(
+        qvoStatusBadArg, macroblock,
+        {[](Arguments& a) { a.step = 12; }, [](Arguments& a) { a.step = 34; }, [](Arguments& a) { a.chromaStep = 4; },
+         [](Arguments& a) { a.chromaStep = 17; }, [](Arguments& a) { a.x = -1; }, [](Arguments& a) { a.y = -1; },
+         [](Arguments& a) { ++a.block[0]; }, [](Arguments& a) { a.block[1] += 2; },
+         [](Arguments& a) { a.block[2] += 3; }, [](Arguments& a) { a.block[3] += 2; }});
+    expectFaults(qvoStatusBadArg, {&Arguments::partial}, {[](Arguments& a) { a.shapeStep = 1; }});
+    expectFaults(qvoStatusBadArg, {&Arguments::transparent},
+                 {[](Arguments& a) { a.columns = 1; }, [](Arguments& a) { a.rows = 1; },
+                  [](Arguments& a) { a.columns = a.x = 0; }, [](Arguments& a) { a.rows = a.y = 0; }});
+    expectFaults(qvoStatusFailed, {&Arguments::partial}, {[](Arguments& a) { std::fill_n(a.shape, 256, Qvo8u{0}); }});
+}
+
+TEST(Padding, AlphaIsOptional) {
+    for (const Call call : {&Arguments::gray, &Arguments::partial, &Arguments::opaque, &Arguments::transparent}) {
+        Arguments a;
+        a.block[3] = nullptr;
+        EXPECT_EQ(qvoStatusOk, (a.*call)());
+    }
+    for (const Call call : {&Arguments::horizontal, &Arguments::vertical}) {
+        Arguments a;
+        a.source[3] = a.block[3] = nullptr;
+        EXPECT_EQ(qvoStatusOk, (a.*call)());
+    }
+}
+
+}  // namespace
