@@ -81,6 +81,18 @@ QVO_API QvoStatus qvoiFilterDeblocking_VerEdge_H263_8u_I(Qvo8u* pSrcDst, Qvo32s 
 
 /* ---- inverse scans ------------------------------------------------------------------------------------------- */
 
+/* From scan order to raster order: pDst[scan[i]] = pSrc[i], by the classical zigzag, the alternate-horizontal
+ * (0, 1, 2, 3, 8, 9, 16, 17, ...) or the alternate-vertical scan (0, 8, 16, 24, 1, 9, 2, 10, ...) of ITU-T H.263
+ * figure 14 and annex I. The Compact forms move the first len elements and leave the rest of pDst alone: clear it
+ * beforehand. The other forms move all 64. Source and destination must not overlap.
+ *
+ * Statuses: -8 a pointer is null; qvoStatusScanOverrun (-72) len is not 1..64. */
+QVO_API QvoStatus qvoiZigzagInvClassical_Compact_16s(const Qvo16s* pSrc, Qvo32s len, Qvo16s* pDst);
+QVO_API QvoStatus qvoiZigzagInvHorizontal_Compact_16s(const Qvo16s* pSrc, Qvo32s len, Qvo16s* pDst);
+QVO_API QvoStatus qvoiZigzagInvVertical_Compact_16s(const Qvo16s* pSrc, Qvo32s len, Qvo16s* pDst);
+QVO_API QvoStatus qvoiZigzagInv_Horizontal_16s(const Qvo16s* pSrc, Qvo16s* pDst);
+QVO_API QvoStatus qvoiZigzagInv_Vertical_16s(const Qvo16s* pSrc, Qvo16s* pDst);
+
 #ifdef __cplusplus
 }
 #endif

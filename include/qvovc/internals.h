@@ -19,6 +19,15 @@ QVO_API extern const Qvo32u _qvoGetBitsMask[33];
 /* Strength of the deblocking filter by quantiser 0..31 (ITU-T H.263 Table J.2); entry 0 is not used. */
 QVO_API extern const Qvo32s _h263Deblock_QPStrength[32];
 
+/* ---- MPEG-4 scans ---- */
+
+/* Entry p is the raster index of scan position p. Classical is the classical zigzag, as ZigzagC in mpeg4.h. The other
+ * two are named after the direction of the AC prediction that goes with them, not after their own: Horizontal holds the
+ * alternate-vertical scan (ZigzagV), Vertical the alternate-horizontal scan (ZigzagH). */
+QVO_API extern const Qvo8u _qvoClassicalZigzag[64];
+QVO_API extern const Qvo8u _qvoHorizontalZigzag[64];
+QVO_API extern const Qvo8u _qvoVerticalZigzag[64];
+
 #ifdef __cplusplus
 }
 #endif

@@ -11,11 +11,203 @@ extern "C" {
 
 /* ---- texture decoding ---------------------------------------------------------------------------------------- */
 
+/* ISO/IEC 14496-2, 7.4.1 to 7.4.4: the coefficients of one 8x8 block. There are three ways to them, from the freest
+ * to the fastest:
+ *
+ *   qvoiDecodeVLC_IntraDCVLC_*  the intra DC difference alone, for data partitioning and for programs that do the rest
+ *   qvoiDecodeVLCZigzag_*       the quantised levels of a block in raster order; prediction, inverse quantisation and
+ *                               the transform are the caller's (next section and transform.h)
+ *   qvoiDecodeBlockCoef_*       from the bit stream to residual or pixels in one call
+ *
+ * All take the byte-stream position described in types.h first and read exactly one block's bits. Up to four bytes
+ * behind the last of them must be readable. Every decoder returns the following statuses besides its own:
+ *
+ *   -8    a pointer argument, or the byte pointer behind ppBitStream, is null
+ *   -105  the bit offset is not 0..7
+ *   -100  while decoding: no code of the table, an escape code within an escape, a 0 in place of a marker bit of the
+ *         fixed-length escape, its level 0 or -2048, a run past the end of the block, a DC size code without end
+ *   -99   while decoding: a 0 in place of the marker bit behind an intra DC difference of more than 8 bits
+ *
+ * After an error while decoding the position is where the block began; if the block begins with an intra DC difference
+ * and it was the AC coefficients that failed, the position is behind the difference. */
 
+/* The scan of a block. */
+enum {
+    qvoScanZigzag = 0,    /* classical zigzag: no AC prediction */
+    qvoScanVertical = 1,  /* alternate vertical: AC prediction from the left */
+    qvoScanHorizontal = 2 /* alternate horizontal: AC prediction from above */
+};
+
+/* What a block is a part of. Chrominance has a DC size table and a DC scaler of its own; everything else is treated
+ * like luminance. */
+typedef enum { qvoVideoLuminance = 0, qvoVideoChrominance = 1, qvoVideoAlpha = 2 } qvoVideoComponent;
+
+/* The scans (figure 7-3): entry p is the raster index of scan position p. They are named after their shape: C the
+ * classical zigzag, V the alternate-vertical scan (0, 8, 16, 24, 1, ...), H the alternate-horizontal scan
+ * (0, 1, 2, 3, 8, ...). The tables in internals.h are named after the prediction that goes with a scan. */
+QVO_API extern const Qvo8u ZigzagC[64];
+QVO_API extern const Qvo8u ZigzagV[64];
+QVO_API extern const Qvo8u ZigzagH[64];
+
+/* The difference of an intra DC coefficient (tables B-13 to B-15), -4095..4095.
+ *
+ * pDC        receives the difference; untouched on error
+ * videoComp  qvoVideoChrominance reads the chrominance size table, any other value that of luminance
+ *
+ * Statuses: -8; -105; while decoding -100, -99. */
+QVO_API QvoStatus qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDC,
+                                                       Qvo32s videoComp);
+
+/* The quantised levels of a block.
+ *
+ * pDst       64 levels in raster order, all written; all 0 after an error while decoding
+ * scan       qvoScanZigzag, qvoScanVertical or qvoScanHorizontal
+ * videoComp  as above
+ *
+ * IntraDCVLC reads the DC difference and then AC coefficients from scan position 1 (pDst[0] is the difference),
+ * IntraACVLC all coefficients of an intra block with the AC codes (table B-16), Inter those of an inter block
+ * (table B-17). At least one AC code is read: blocks that are not coded are not decoded.
+ *
+ * Statuses: -8; -105; -93 scan is none of the three; while decoding -100, with DC also -99. */
+QVO_API QvoStatus qvoiDecodeVLCZigzag_IntraDCVLC_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDst,
+                                                             Qvo32s scan, Qvo32s videoComp);
+QVO_API QvoStatus qvoiDecodeVLCZigzag_IntraACVLC_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDst,
+                                                             Qvo32s scan);
+QVO_API QvoStatus qvoiDecodeVLCZigzag_Inter_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDst,
+                                                        Qvo32s scan);
+
+/* A coded block of an inter macroblock, from the bit stream to the residual. The scan is the classical zigzag.
+ *
+ * pDst      64 samples in raster order, not saturated; untouched on error
+ * QP        1..31
+ * pQMatrix  64 weights in raster order, or null for the method of H.263
+ *
+ * With a matrix mismatch control applies and the transform is qvoiDCT8x8Inv_16s_C1I. Without, it is the cheapest one
+ * that covers the coefficients: a flat block of (DC + 4) >> 3 where the DC coefficient is the only one, otherwise
+ * the 2x2, the 4x4 or the full inverse DCT of transform.h.
+ *
+ * Statuses: -8; -105; -104 QP; while decoding -100. */
+QVO_API QvoStatus qvoiDecodeBlockCoef_Inter_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDst,
+                                                        Qvo32s QP, const Qvo8u* pQMatrix);
+
+/* A block of an intra macroblock, from the bit stream to pixels: DC difference, AC coefficients, prediction of both,
+ * inverse quantisation, qvoiDCT8x8Inv_16s8u_C1R. The DCOnly form is for blocks that are not coded: it reads the DC
+ * difference and no AC codes, and where AC prediction adds nothing and no matrix is given it sets the block to the
+ * flat (DC + 4) >> 3, saturated.
+ *
+ * pDst         8x8 pixels, untouched on error
+ * dstStep      bytes from row to row
+ * pCoefBufRow  row prediction buffer: eight entries per block. At the block's place stand the DC coefficient of the
+ *              block above (entry 0; negative: not available) and its quantised first-row levels (1..7); 8 entries
+ *              before it stands the block to the left, of which the DC coefficient is read. Receives this block's.
+ * pCoefBufCol  column prediction buffer: entry 0 is the DC coefficient of the block above and to the left (negative:
+ *              not available), entries 1..7 the quantised first-column levels of the block to the left. Receives this
+ *              block's levels.
+ * curQP        quantiser, of which the low 8 bits are used: 1..31
+ * pQPBuf       quantisers of the macroblock to the left [0] and above [1]; read with AC prediction only
+ * pQMatrix     64 weights in raster order, with mismatch control, or null for the method of H.263
+ * blockIndex   0..3 luminance in raster order, 4 and 5 chrominance, 6..9 treated as luminance
+ * intraDCVLC   0: no DC difference is in the stream. The DC coefficient is then the first of the AC coefficients
+ *              (in the DCOnly form its difference is 0).
+ * acPredFlag   not 0: AC prediction. The neighbour chosen for the DC coefficient then also decides the scan (left:
+ *              alternate vertical, above: alternate horizontal); if it is not available its levels are not used.
+ *
+ * The neighbour is the one above where |left - above left| < |above left - above|, otherwise that on the left, a
+ * missing one counting as 1024. A DC coefficient is stored as reconstructed (scaled) for later blocks: entry 0 of the
+ * row buffer moves to entry 0 of the column buffer and gives way to the new one. Two blocks differ: block 1 exchanges
+ * pCoefBufCol[8] and pCoefBufRow[-16] first, block 3 stores to pCoefBufCol[0] only. Nothing is stored on error.
+ *
+ * Statuses: -8 ppBitStream, *ppBitStream, pBitOffset or pDst is null; -105; -14 dstStep < 1; -8 pQPBuf, pCoefBufRow or
+ * pCoefBufCol is null; -103 blockIndex; -104 curQP; -104 the quantiser of the macroblock predicted from; while
+ * decoding -100, -99. */
+QVO_API QvoStatus qvoiDecodeBlockCoef_Intra_MPEG4_1u8u(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pDst,
+                                                       Qvo32s dstStep, Qvo16s* pCoefBufRow, Qvo16s* pCoefBufCol,
+                                                       Qvo32s curQP, const Qvo8u* pQPBuf, const Qvo8u* pQMatrix,
+                                                       Qvo32s blockIndex, Qvo32s intraDCVLC, Qvo32s acPredFlag);
+QVO_API QvoStatus qvoiDecodeBlockCoef_IntraDCOnly_MPEG4_1u8u(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo8u* pDst,
+                                                             Qvo32s dstStep, Qvo16s* pCoefBufRow, Qvo16s* pCoefBufCol,
+                                                             Qvo32s curQP, const Qvo8u* pQPBuf, const Qvo8u* pQMatrix,
+                                                             Qvo32s blockIndex, Qvo32s intraDCVLC, Qvo32s acPredFlag);
 
 /* ---- AC/DC prediction and inverse quantisation --------------------------------------------------------------- */
 
+/* ISO/IEC 14496-2, 7.4.3 and 7.4.4, on whole blocks of 64 levels in raster order, in place: first the prediction of
+ * intra blocks, then inverse quantisation, then the inverse DCT of transform.h.
+ *
+ * The DC scaler (table 7-1) by quantiser, luminance and chrominance: 1..4: 8, 8; 5..8: 2 QP, (QP + 13) / 2;
+ * 9..24: QP + 8, (QP + 13) / 2; 25..31: 2 QP - 16, QP - 6. */
 
+/* Where an intra block is predicted from. */
+enum { qvoPredictNone = 0, qvoPredictLeft = 1, qvoPredictAbove = 2 };
+
+/* Restores the quantised levels of an intra block from what was coded.
+ *
+ * pSrcDst      64 levels
+ * pPredBufRow  row prediction buffer at the block's place: entry 0 the DC coefficient (scaled) of the block above,
+ *              1..7 its first-row levels; entry -8 the DC coefficient of the block to the left
+ * pPredBufCol  column prediction buffer: entries 1..7 the first-column levels of the block to the left
+ * curQP        this block's quantiser, 1..31
+ * predQP       the quantiser of the block predicted from, 1..31
+ * predDir      qvoPredictLeft or qvoPredictAbove, qvoPredictNone for a DC predictor of 1024
+ * acPredFlag   not 0: AC prediction, unless predDir is qvoPredictNone
+ * videoComp    qvoVideoChrominance or any other value for luminance
+ *
+ * The DC predictor (1024 if negative) is divided by the scaler, rounding, and added; the result is the quantised DC
+ * level, to be scaled by the inverse quantisation. With AC prediction the neighbour's levels, scaled by predQP / curQP
+ * where the two differ (half away from zero), are added to the first row or column. All sums are clipped to
+ * -2048..2047. Entries 1..7 of both buffers then receive this block's levels; the caller keeps entries 0.
+ *
+ * Statuses: -8; -104 curQP or predQP; -93 predDir. */
+QVO_API QvoStatus qvoiPredictReconCoefIntra_MPEG4_16s(Qvo16s* pSrcDst, Qvo16s* pPredBufRow, Qvo16s* pPredBufCol,
+                                                      Qvo32s curQP, Qvo32s predQP, Qvo32s predDir, Qvo32s acPredFlag,
+                                                      Qvo32s videoComp);
+
+/* Inverse quantisation by either method: with a matrix of 64 weights W in raster order, or by the method of H.263
+ * where pQMatrix is null. Coefficients are clipped to -2048..2047.
+ *
+ *   intra DC       level * DC scaler
+ *   matrix, intra  W * QP * level / 8, truncated toward zero
+ *   matrix, inter  (2 |level| + 1) * W * QP >> 4, with the level's sign; 0 for level 0
+ *   H.263          2 * QP * |level| + QP, less 1 for even QP, with the level's sign; 0 for level 0
+ *
+ * With a matrix, and only then, mismatch control follows: if the sum of the coefficients is even, coefficient 63 moves
+ * by one, down if it is odd and up if it is even.
+ *
+ * Statuses: -8 pSrcDst is null; -104 QP is not 1..31. */
+QVO_API QvoStatus qvoiQuantInvIntra_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u* pQMatrix, Qvo32s videoComp);
+QVO_API QvoStatus qvoiQuantInvInter_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u* pQMatrix);
+
+/* The same for pictures of more (or fewer) than 8 bits per sample, one method each: First by a matrix, Second by
+ * H.263. Coefficients are clipped to -2^(bitsPerPixel + 3) .. 2^(bitsPerPixel + 3) - 1.
+ *
+ * dcScalerFlag  1: the DC scaler of the table; 0: a DC scaler of 8
+ * videoComp     qvoVideoChrominance or luminance. The First form takes any other value for luminance; the Second form
+ *               refuses it.
+ * bitsPerPixel  4..12
+ *
+ * Statuses of IntraFirst: -8 a pointer is null; -104 QP; -92 bitsPerPixel; -90 dcScalerFlag is not 0 or 1.
+ * Statuses of IntraSecond: -8; -104 QP; -90 dcScalerFlag; -91 videoComp is not 0 or 1; -92 bitsPerPixel.
+ * Statuses of InterFirst and InterSecond: -8 a pointer is null; -104 QP; -92 bitsPerPixel. */
+QVO_API QvoStatus qvoiQuantInvIntraFirst_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u* pQMatrix,
+                                                     Qvo32s dcScalerFlag, Qvo32s videoComp, Qvo32s bitsPerPixel);
+QVO_API QvoStatus qvoiQuantInvIntraSecond_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s dcScalerFlag,
+                                                      Qvo32s videoComp, Qvo32s bitsPerPixel);
+QVO_API QvoStatus qvoiQuantInvInterFirst_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u* pQMatrix,
+                                                     Qvo32s bitsPerPixel);
+QVO_API QvoStatus qvoiQuantInvInterSecond_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s bitsPerPixel);
+
+/* Two forms of their own kind, with 16-bit weights in raster order and no check of QP. Products keep their low 16 bits
+ * before they are clipped to -2048..2047, and mismatch control always applies.
+ *
+ * The intra form leaves the DC coefficient as it is (it counts for mismatch control) and gives W * level * 2 * QP / 16,
+ * truncated toward zero, for the others.
+ * Statuses: -8 a pointer is null.
+ *
+ * The other form is for inter blocks and gives W * QP * (2 level + sign) / 16, truncated toward zero, or without a
+ * matrix (null) QP * (2 level + sign), which even quantisers do not lower.
+ * Statuses: -8 pSrcDst is null. */
+QVO_API QvoStatus qvoiQuantInvIntra_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQMatrix);
+QVO_API QvoStatus qvoiQuantInv_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQMatrix);
 
 /* ---- motion vectors ------------------------------------------------------------------------------------------ */
 
@@ -381,7 +573,6 @@ QVO_API QvoStatus qvoiFilterDeringingThresholdMB_MPEG4_8u(const Qvo8u* pSrcY, Qv
  * Statuses: -8 a pointer is null. */
 QVO_API QvoStatus qvoiFilterDeringingSmoothBlock_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst,
                                                           Qvo32s dstStep, Qvo32s QP, Qvo32s threshold);
-
 
 #ifdef __cplusplus
 }

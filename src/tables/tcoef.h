@@ -1,0 +1,38 @@
+// Look-up tables for decoding the texture coefficients of ISO/IEC 14496-2: tables B-16 (intra) and B-17 (inter) by
+// the 12 bits at the reading position, and the limits of the escapes.
+#ifndef QVOVC_SRC_TABLES_TCOEF_H
+#define QVOVC_SRC_TABLES_TCOEF_H
+
+#include "qvovc/types.h"
+
+namespace qvovc {
+
+// What a code stands for. The sign bit that follows is not counted in the length.
+struct TcoefEntry {
+    Qvo8u last;
+    Qvo8u run;
+    Qvo8u level;  // tcoefEscapeLevel: the escape code
+    Qvo8u length;
+};
+
+constexpr Qvo8u tcoefEscapeLevel = 255;
+
+// The more zeros the 12 bits begin with, the longer the codes and the finer the table: three pieces, lying one behind
+// the other.
+struct TcoefTable {
+    TcoefEntry _8[120];      // 8..127: by all 12 bits
+    TcoefEntry _128_2[96];   // 128..511: by the upper 10 bits
+    TcoefEntry _512_5[112];  // 512..4095: by the upper 7 bits
+
+    // Indexed by last: the largest level with a code at a run (0: none), and one more than the largest run with a
+    // code at a level (0: none).
+    Qvo8u LMAX[2][64];
+    Qvo8u RMAX[2][32];
+};
+
+extern const TcoefTable tableB16;
+extern const TcoefTable tableB17;
+
+}  // namespace qvovc
+
+#endif
