@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,52 @@ void addIntra() {
     }
 }
 
+void addTransforms() {
+    static Qvo16s noise[16], block[16], transformed[16], scan[16];
+    static Qvo8s count;
+    static Qvo8u last;
+    static Plane plane;
+    Random random(2);
+    random.fill(noise, -40, 40);
+    for (Qvo16s i = 0; i < 16; ++i)
+        scan[i] = i;
+    constexpr auto reset = [](int size) { std::copy_n(noise, size, block); };
+    add("LumaDC", [=] { reset(16), qvoiTransformDequantLumaDC_H264_16s_C1I(block, 28); });
+    add("ChromaDC", [=] { reset(4), qvoiTransformDequantChromaDC_H264_16s_C1I(block, 28); });
+    add("Residual", [=] { reset(16), qvoiDequantTransformResidual_H264_16s_C1I(block, 8, nullptr, 1, 28); });
+    for (const Qvo32u ac : {0u, 1u}) {
+        add(ac ? "ResidualAndAdd" : "ResidualAndAdd/DC", [=] {
+            reset(16);
+            qvoiDequantTransformResidualAndAdd_H264_16s_C1I(plane.at(), block, nullptr, plane.at(), step, step, 28,
+                                                            ac);
+        });
+    }
+    add("Prediction", [=] { qvoiTransformPrediction_H264_8u16s_C1(plane.at(), step, transformed); });
+    add("ResidualSP", [=] {
+        reset(16);
+        qvoiDequantTransformResidual_SISP_H264_16s_C1I(block, transformed, nullptr, 1, 28, 30, 0);
+    });
+    add("ChromaDCSP", [=] {
+        reset(4);
+        qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(block, transformed, 28, 30, 0);
+    });
+    add("QuantChromaDC", [=] {
+        reset(4);
+        qvoiTransformQuantChromaDC_H264_16s_C1I(block, transformed, 28, &count, 0, 1);
+    });
+    add("QuantLumaDC", [=] {
+        reset(16);
+        qvoiTransformQuantLumaDC_H264_16s_C1I(block, transformed, 28, &count, 1, scan, &last);
+    });
+    add("QuantResidual", [=] {
+        reset(16);
+        qvoiTransformQuantResidual_H264_16s_C1I(block, 28, &count, 0, scan, &last);
+    });
+}
+
 const int registered = [] {
     addIntra();
+    addTransforms();
     return 0;
 }();
 

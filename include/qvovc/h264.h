@@ -1,4 +1,5 @@
-/* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction. */
+/* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction, transforms with
+ * quantisation. */
 #ifndef QVOVC_H264_H
 #define QVOVC_H264_H
 
@@ -73,6 +74,123 @@ QVO_API QvoStatus qvoiPredictIntra_16x16_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s ste
  * Statuses: -8 pSrcDst is null; qvoStatusMbStep (-81) step < 8; -11 mode outside 0..3; -117 a neighbour that the mode
  * needs is missing. */
 QVO_API QvoStatus qvoiPredictIntraChroma8x8_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, Qvo32s mode, Qvo32u flags);
+
+/* ---- transforms and quantisation ----------------------------------------------------------------------------- */
+
+/* The 4x4 integer transforms with flat scaling (H.264 clause 8.5, SP and SI slices 8.6) and their counterparts for
+ * encoders. Blocks are 16 Qvo16s in raster order (row by row), contiguous unless a step is given; QP is 0..51. Flags
+ * are taken as set when not 0.
+ *
+ * What the first stage of a transform passes to the second and every product of the dequantisation wrap to 16 bits;
+ * the second stage's sums are rounded or scaled in 32 bits, and the result wraps to 16 bits when it is stored.
+ *
+ * Below, m(QP) is the dequantisation factor of a coefficient's position: the H.264 values v(QP%6, position) << QP/6,
+ * with m0(QP) = (10, 11, 13, 14, 16, 18)[QP%6] << QP/6 at even rows and columns, where the DC stands. */
+
+/* Luma DC of an Intra 16x16 macroblock: the 4x4 Hadamard transform of the 16 levels, then scaling to the values
+ * that the residual operations take as DC:
+ *   QP 0..5: (x * m0 + 2) >> 2;  QP 6..11: (x * (m0 >> 1) + 1) >> 1;  from QP 12 on: x * (m0 >> 2).
+ * H.264 clause 8.5.10.
+ * Statuses: -8 pSrcDst is null; -11 QP outside 0..51. */
+QVO_API QvoStatus qvoiTransformDequantLumaDC_H264_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP);
+
+/* Chroma DC: the 2x2 Hadamard transform of the 4 levels, then (x * m0(QP)) >> 1. H.264 clause 8.5.11.
+ * Statuses: -8 pSrcDst is null; -11 QP outside 0..51. */
+QVO_API QvoStatus qvoiTransformDequantChromaDC_H264_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP);
+
+/* Turns a block of levels into its residual, in place. H.264 clause 8.5.12.
+ *
+ * pSrcDst  4x4 levels in, residual out
+ * step     bytes from row to row, at least 8
+ * pDC      the block's DC, already scaled by one of the operations above, in place of the level at position 0; null
+ *          to dequantise that level like the others
+ * AC       0: the other 15 levels are ignored and all outputs are (DC + 32) >> 6
+ *
+ * Statuses: -8 pSrcDst is null; -11 QP outside 0..51; -14 step < 8. */
+QVO_API QvoStatus qvoiDequantTransformResidual_H264_16s_C1I(Qvo16s* pSrcDst, Qvo32s step, const Qvo16s* pDC,
+                                                            Qvo32u AC, Qvo32s QP);
+
+/* The same, with the residual added to a prediction: pDst = pPred + residual, saturated to 0..255.
+ *
+ * pPred    4x4 prediction, rows predStep bytes apart; may be the destination itself
+ * pCoef    16 contiguous levels, which the residual replaces if AC is set and which stay as they are if not; may be
+ *          null if AC is 0 and pDC is given
+ * pDC, AC  as above
+ * pDst     4x4 samples, rows dstStep bytes apart
+ *
+ * Steps are not checked.
+ * Statuses: -8 pPred or pDst is null; -11 QP outside 0..51; -8 pCoef is null although AC is set or pDC is null. */
+QVO_API QvoStatus qvoiDequantTransformResidualAndAdd_H264_16s_C1I(const Qvo8u* pPred, Qvo16s* pCoef,
+                                                                  const Qvo16s* pDC, Qvo8u* pDst, Qvo32s predStep,
+                                                                  Qvo32s dstStep, Qvo32s QP, Qvo32u AC);
+
+/* The forward transform, without scaling, of 4x4 samples of a prediction into 16 coefficients (H.264 clause 8.6.1).
+ * The step is not checked.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiTransformPrediction_H264_8u16s_C1(const Qvo8u* pSrc, Qvo32s step, Qvo16s* pDst);
+
+/* Luma of P macroblocks in SP slices and of SI macroblocks: adds the scaled levels to the transform of the prediction,
+ * quantises the sum with QS, and dequantises and transforms it back to samples.
+ *
+ * pSrcDst    16 levels in, samples 0..255 out
+ * pPredCoef  16 coefficients of the prediction, from qvoiTransformPrediction_H264_8u16s_C1
+ * pDC        replaces the dequantised value at position 0, as it is; may be null
+ * AC         0: the levels at positions 1..15 count as 0
+ * QP, QS     0..51 each; not checked
+ * switching  set for switching pictures: the levels are scaled with QS instead of QP
+ *
+ * With Q = QP or, if switching, QS, and weight 16, 25, 20 at positions of even row and column, of odd row and column
+ * and elsewhere: s = pPredCoef + ((level * m(Q) * weight) >> 6), whatever the switching flag. H.264 clauses 8.6.1
+ * and 8.6.2.
+ * Statuses: -8 pSrcDst or pPredCoef is null. */
+QVO_API QvoStatus qvoiDequantTransformResidual_SISP_H264_16s_C1I(Qvo16s* pSrcDst, const Qvo16s* pPredCoef,
+                                                                 const Qvo16s* pDC, Qvo32u AC, Qvo32s QP, Qvo32s QS,
+                                                                 Qvo32u switching);
+
+/* Chroma DC of the same macroblocks: s = 2x2 Hadamard transform of the prediction's DC + ((level * m0(Q)) >> 5) is
+ * quantised with QS, dequantised, transformed by the 2x2 Hadamard transform and halved (>> 1). H.264 clause 8.6.1.
+ *
+ * pSrcDst  4 levels in, DC values out, as the residual operations take them
+ * pPredDC  the coefficients at position 0 of the transforms of the four prediction blocks
+ *
+ * Statuses: -8 pSrcDst or pPredDC is null. QP and QS, 0..51, are not checked. */
+QVO_API QvoStatus qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(Qvo16s* pSrcDst, const Qvo16s* pPredDC, Qvo32s QP,
+                                                                 Qvo32s QS, Qvo32u switching);
+
+/* The three forward operations quantise value c to the level sign(c) * ((|c| * q + f) >> qbits), where q is the
+ * multiplier of QP%6 and the position ((13107, 11916, 10082, 9362, 8192, 7282)[QP%6] at the DC position and for all DC
+ * forms), qbits is 15 + QP/6 for a residual and 16 + QP/6 for DC, and f is (1 << qbits) / 3 for intra, / 6 for inter
+ * blocks (luma DC is always intra).
+ *
+ * pCount          the number of levels that are not 0, negated if the one at position 0 is among them: a negative
+ *                 count says that the block has a DC level
+ * pScanPositions  16 entries, indexed by raster position: the position's place in the scan
+ * pLast           the largest such place among the levels that are not 0, or 0 without any
+ *
+ * A level above 2063 stops the work with -13: the levels before it are stored and their number of nonzero ones is in
+ * *pCount, not negated; that level, those behind it and *pLast are not written. */
+
+/* Chroma DC.
+ *
+ * pSrcDst       4 DC values in (read only if `transform` is set), levels out
+ * pTransformed  4 values that are quantised: filled with the 2x2 Hadamard transform of pSrcDst if `transform` is set,
+ *               given by the caller if not
+ *
+ * Statuses: -8 a pointer is null; -11 QP outside 0..39, the range of QPC; -13 a level above 2063. */
+QVO_API QvoStatus qvoiTransformQuantChromaDC_H264_16s_C1I(Qvo16s* pSrcDst, Qvo16s* pTransformed, Qvo32s QP,
+                                                          Qvo8s* pCount, Qvo8u intra, Qvo8u transform);
+
+/* Luma DC of an Intra 16x16 macroblock: as above with 16 values and the 4x4 Hadamard transform, halved (>> 1).
+ * Statuses: -8 a pointer is null; -11 QP outside 0..51; -13 a level above 2063. */
+QVO_API QvoStatus qvoiTransformQuantLumaDC_H264_16s_C1I(Qvo16s* pSrcDst, Qvo16s* pTransformed, Qvo32s QP,
+                                                        Qvo8s* pCount, Qvo8u transform, const Qvo16s* pScanPositions,
+                                                        Qvo8u* pLast);
+
+/* A residual: the forward transform of the 16 contiguous differences in pSrcDst, then quantisation in place. After
+ * -13 the values from the failing one on are the transform's.
+ * Statuses: -8 a pointer is null; -11 QP outside 0..51; -13 a level above 2063. */
+QVO_API QvoStatus qvoiTransformQuantResidual_H264_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, Qvo8s* pCount, Qvo8u intra,
+                                                          const Qvo16s* pScanPositions, Qvo8u* pLast);
 
 #ifdef __cplusplus
 }
