@@ -84,11 +84,11 @@ void writePicture(BitWriter& out, Bytes& in, bool mpeg2, bool first) {
     if (mpeg2) {
         out.startCode(0xB5);
         out.put(8, 4);
-        out.put(codes << 8 | in.next(), 16);        // f_codes
-        out.put(kind >> 2, 2);                      // intra_dc_precision
+        out.put(codes << 8 | in.next(), 16);              // f_codes
+        out.put(kind >> 2, 2);                            // intra_dc_precision
         out.put(kind & 16 ? 1 + (kind >> 6) % 3 : 3, 2);  // picture_structure
-        out.put(in.next(), 8);                      // top_field_first to repeat_first_field
-        out.put(in.next(), 3);                      // chroma_420_type, progressive_frame, no composite display
+        out.put(in.next(), 8);                            // top_field_first to repeat_first_field
+        out.put(in.next(), 3);                            // chroma_420_type, progressive_frame, no composite display
     }
     const unsigned slices = in.next() % 8;
     for (unsigned row = 1; row <= slices; ++row) {

@@ -43,6 +43,10 @@ std::size_t findStartCode(const std::vector<std::uint8_t>& bytes, std::size_t fr
     return bytes.size();
 }
 
+ReferenceViews viewsOf(const Frame& frame) {
+    return {frame.frame(), {frame.field(0), frame.field(1)}};
+}
+
 class Mpeg2Decoder final : public Decoder {
   public:
     void decode(const std::uint8_t* data, std::size_t size, const Sink& sink) override {
@@ -84,7 +88,6 @@ class Mpeg2Decoder final : public Decoder {
 
     Frame* spareFrame();
     Frame* greyFrame();
-    void setReference(ReferenceViews& views, const Frame* frame);
 
     // The bytes from the last start code on that are not decoded yet, and how far they were searched.
     std::vector<std::uint8_t> buffer_;
@@ -194,7 +197,7 @@ void Mpeg2Decoder::takeExtension(BitReader bits) {
     try {
         switch (id) {
             case ExtensionId::sequence:
-                if (sequenceChanged_) readSequenceExtension(bits, *sequence_);
+                if (sequenceChanged_ && !sequence_->mpeg2) readSequenceExtension(bits, *sequence_);
                 break;
             case ExtensionId::sequenceDisplay:
                 if (sequenceChanged_) readSequenceDisplayExtension(bits, *sequence_);
@@ -273,11 +276,6 @@ Frame* Mpeg2Decoder::greyFrame() {
     return frame;
 }
 
-void Mpeg2Decoder::setReference(ReferenceViews& views, const Frame* frame) {
-    views.frame = frame->frame();
-    views.fields = {frame->field(0), frame->field(1)};
-}
-
 // Prepares for the slices of header_. False if the picture cannot be decoded and is left out.
 bool Mpeg2Decoder::beginPicture() {
     const PictureHeader& header = header_;
@@ -319,8 +317,7 @@ bool Mpeg2Decoder::beginPicture() {
     // Intra pictures have references too: what is missing is repeated from there. The frame itself, as long as nothing
     // else is there, is grey or holds its first field.
     const Frame* const newest = newer_ ? newer_ : current_;
-    setReference(picture_.references[0], isReference || !older_ ? newest : older_);
-    setReference(picture_.references[1], newest);
+    picture_.references = {viewsOf(isReference || !older_ ? *newest : *older_), viewsOf(*newest)};
     if (secondField && isReference) {
         const int opposite = 1 - header.parity();
         picture_.references[0].fields[static_cast<std::size_t>(opposite)] = current_->field(opposite);

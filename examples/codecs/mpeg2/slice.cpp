@@ -52,18 +52,16 @@ void SliceDecoder::decode(PictureContext& picture, int firstRow, BitReader bits)
 
 void SliceDecoder::decodeMacroblocks(int address) {
     const int count = picture_->macroblockWidth * picture_->macroblockHeight;
-    bool first = true;
+    // The first increment gives the slice's start, later ones pass over skipped macroblocks.
+    bool atStart = true;
     do {
-        const int increment = addressIncrement();
-        if (address + increment >= count) throw Damage{};
-        // The first increment of a slice gives its start, later ones pass over skipped macroblocks.
-        const int next = address + increment;
-        if (first) {
-            first = false;
-        } else {
+        const int next = address + addressIncrement();
+        if (next >= count) throw Damage{};
+        if (!atStart) {
             while (++address < next)
                 skipMacroblock(address);
         }
+        atStart = false;
         address = next;
         decodeMacroblock(address);
         if (bits_.pastEnd()) throw Damage{};
@@ -90,7 +88,7 @@ void SliceDecoder::decodeMacroblock(int address) {
     const PictureHeader& header = picture_->header;
     place(address);
     flags_ = bits_.code(tables_.macroblockTypes[static_cast<std::size_t>(header.type)].get());
-    readModes(flags_);
+    readModes();
     if (flags_ & mbQuant) readQuantiserScale();
 
     const bool intra = flags_ & mbIntra;
@@ -121,7 +119,7 @@ void SliceDecoder::decodeMacroblock(int address) {
     clock_.enter(Stage::residual);
     const Residual residual = decodeResidual(pattern);
     clock_.enter(Stage::prediction);
-    predictMacroblock(flags_, residual);
+    predictMacroblock(residual);
     clock_.enter(Stage::parse);
 }
 
@@ -151,7 +149,7 @@ void SliceDecoder::skipMacroblock(int address) {
             throw Damage{};
     }
     clock_.enter(Stage::prediction);
-    predictMacroblock(flags_, Residual::none());
+    predictMacroblock(Residual::none());
     clock_.enter(Stage::parse);
     picture_->decoded[static_cast<std::size_t>(address)] = 1;
 }
@@ -165,18 +163,17 @@ void SliceDecoder::readQuantiserScale() {
         picture_->mpeg2 ? quantiserScales[picture_->header.nonLinearScale ? 1 : 0][code] : static_cast<Qvo16s>(code);
 }
 
-void SliceDecoder::readModes(int flags) {
+void SliceDecoder::readModes() {
     const PictureHeader& header = picture_->header;
     motionType_ = header.isField() ? motionField : motionFrame;
     fieldDct_ = false;
-    const bool choice = header.isField() || !header.framePredFrameDct;
-    if (!choice) return;
-    if (flags & (mbForward | mbBackward)) {
+    if (header.framePredFrameDct) return;
+    if (flags_ & (mbForward | mbBackward)) {
         motionType_ = bits_.getInt(2);
         const bool dualPrimeAllowed = header.type == PictureType::predicted;
         if (motionType_ == 0 || (motionType_ == motionDualPrime && !dualPrimeAllowed)) throw Damage{};
     }
-    if (!header.isField() && (flags & (mbIntra | mbPattern))) fieldDct_ = bits_.flag();
+    if (!header.isField() && (flags_ & (mbIntra | mbPattern))) fieldDct_ = bits_.flag();
 }
 
 void SliceDecoder::readVectors(Direction s) {
@@ -385,7 +382,7 @@ int SliceDecoder::nonIntraBlockMpeg1() {
 
 // ---- prediction -------------------------------------------------------------------------------------------------
 
-void SliceDecoder::predictMacroblock(int flags, const Residual& residual) {
+void SliceDecoder::predictMacroblock(const Residual& residual) {
     const PictureHeader& header = picture_->header;
     const bool dualPrime = motionType_ == motionDualPrime;
     if (header.isField()) {
@@ -395,15 +392,15 @@ void SliceDecoder::predictMacroblock(int flags, const Residual& residual) {
             predict(picture_->target, x_, y_, 16, {&fields[parity], vectors_[0][forward]},
                     {&fields[1 - parity], oppositeVectors_[parity]}, residual);
         } else if (motionType_ == motion16x8) {
-            predictPart(picture_->target, y_, 8, flags, 0, residual);
-            predictPart(picture_->target, y_ + 8, 8, flags, 1, residual.lowerHalf());
+            predictPart(picture_->target, y_, 8, 0, residual);
+            predictPart(picture_->target, y_ + 8, 8, 1, residual.lowerHalf());
         } else {
-            predictPart(picture_->target, y_, 16, flags, 0, residual);
+            predictPart(picture_->target, y_, 16, 0, residual);
         }
         return;
     }
     if (motionType_ == motionFrame) {
-        predictPart(picture_->target, y_, 16, flags, 0, residual);
+        predictPart(picture_->target, y_, 16, 0, residual);
         return;
     }
     for (std::size_t parity = 0; parity < 2; ++parity) {
@@ -414,17 +411,16 @@ void SliceDecoder::predictMacroblock(int flags, const Residual& residual) {
             predict(target, x_, y_ / 2, 8, {&fields[parity], vectors_[0][forward]},
                     {&fields[1 - parity], oppositeVectors_[parity]}, rows);
         } else {
-            predictPart(target, y_ / 2, 8, flags, parity, rows);
+            predictPart(target, y_ / 2, 8, parity, rows);
         }
     }
 }
 
 // Predicts with the vectors [r] of one or both directions.
-void SliceDecoder::predictPart(const View& target, int y, int height, int flags, std::size_t r,
-                               const Residual& residual) {
+void SliceDecoder::predictPart(const View& target, int y, int height, std::size_t r, const Residual& residual) {
     const Source forwardSource = {&referenceView(r, forward), vectors_[r][forward]};
     const Source backwardSource = {&referenceView(r, backward), vectors_[r][backward]};
-    switch (flags & (mbForward | mbBackward)) {
+    switch (flags_ & (mbForward | mbBackward)) {
         case mbForward:
             predict(target, x_, y, height, forwardSource, residual);
             break;

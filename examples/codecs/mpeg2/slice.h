@@ -54,7 +54,7 @@ class SliceDecoder {
     void place(int address);
 
     void readQuantiserScale();
-    void readModes(int flags);
+    void readModes();
     void readVectors(Direction s);
     void readVector(std::size_t r, Direction s, bool fieldInFrame);
     int readVectorComponent(int prediction, int fCode);
@@ -69,8 +69,8 @@ class SliceDecoder {
     int intraBlockMpeg1(std::size_t component);
     int nonIntraBlockMpeg1();
 
-    void predictMacroblock(int flags, const Residual& residual);
-    void predictPart(const View& target, int y, int height, int flags, std::size_t r, const Residual& residual);
+    void predictMacroblock(const Residual& residual);
+    void predictPart(const View& target, int y, int height, std::size_t r, const Residual& residual);
     const View& referenceView(std::size_t r, Direction s) const;
 
     StageClock& clock_;

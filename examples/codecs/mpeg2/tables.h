@@ -45,9 +45,8 @@ const CodeTables& codeTables();
 using Scan = std::array<Qvo32s, 64>;
 using Matrix = std::array<Qvo16s, 64>;
 
-// Scans in raster order, by alternate_scan (13818-2 figures 7-2 and 7-3), and as the transposed inverse transform
-// wants its block: with rows and columns exchanged.
-extern const std::array<Scan, 2> scans;
+// Scans by alternate_scan (13818-2 figures 7-2 and 7-3), as the transposed inverse transform wants its block: with
+// rows and columns exchanged.
 extern const std::array<Scan, 2> transposedScans;
 
 // Default quantiser matrices in raster order (13818-2, 6.3.11).
