@@ -28,7 +28,7 @@ struct Coefficient {
 // ---- the forms: how an escape goes on and how a level is scaled ----
 
 struct Mpeg1 {
-    static Coefficient readEscape(BitWindow& bits) {
+    [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
         bits.refill();
         const Qvo32s run = static_cast<Qvo32s>(bits.get(6));
         const Qvo32s first = static_cast<Qvo8s>(bits.get(8));
@@ -42,7 +42,7 @@ struct Mpeg1 {
 };
 
 struct Mpeg2 {
-    static Coefficient readEscape(BitWindow& bits) {
+    [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
         bits.refill();
         const Qvo32s run = static_cast<Qvo32s>(bits.get(6));
         const Qvo32s level = static_cast<Qvo32s>(bits.get(12));
@@ -73,7 +73,10 @@ struct Block {
     Qvo32s index = 0;   // scan index of the last coefficient
     Qvo32s parity = 0;  // its lowest bit is that of the sum of all values placed
 
-    void clear() const { std::memset(dst, 0, 64 * sizeof(Qvo16s)); }
+    // In pieces, which become plain stores; the whole would become a string instruction.
+    void clear() const {
+        for (int i = 0; i < 64; i += 16) std::memset(dst + i, 0, 16 * sizeof(Qvo16s));
+    }
 
     void store(Qvo32s position, Qvo32s value) {
         dst[position] = wrap16(value);
@@ -91,7 +94,7 @@ struct Block {
 
 // Reads the codes that follow the first coefficient, up to the end of the block.
 template <class Form>
-QvoStatus readCoefficients(BitWindow& bits, const VlcReader& table, Block& block) {
+[[gnu::always_inline]] inline QvoStatus readCoefficients(BitWindow& bits, const VlcReader& table, Block& block) {
     for (;;) {
         Coefficient c = Coefficient::fromEntry(table.readEntry(bits));
         const Qvo32s last = block.index;
@@ -112,7 +115,7 @@ QvoStatus readCoefficients(BitWindow& bits, const VlcReader& table, Block& block
 
 // The first coefficient of a non-intra block. Its run is above lastIndex where there is none.
 template <class Form>
-Coefficient readFirst(BitWindow& bits, const QvoVlcTable* pDCTFirstTable) {
+[[gnu::always_inline]] inline Coefficient readFirst(BitWindow& bits, const QvoVlcTable* pDCTFirstTable) {
     bits.refill();
     if (bits.peek(1)) return {0, 1 - 2 * static_cast<Qvo32s>(bits.get(2) & 1)};
     const Coefficient c = Coefficient::fromEntry(VlcReader(pDCTFirstTable).readEntry(bits));
@@ -120,16 +123,16 @@ Coefficient readFirst(BitWindow& bits, const QvoVlcTable* pDCTFirstTable) {
 }
 
 // Reads the difference of an intra DC; false if its size is not in the table.
-bool readDCDifference(BitWindow& bits, const QvoVlcTable* pDCSizeTable, Qvo32s& difference) {
+[[gnu::always_inline]] inline bool readDCDifference(BitWindow& bits, const QvoVlcTable* pDCSizeTable, Qvo32s& difference) {
     difference = 0;
     const Qvo32s value = VlcReader(pDCSizeTable).readValue(bits);
     if (value == qvoVlcInvalid) return false;
     const Qvo32s size = value & 31;  // a caller's table may hold anything
     if (size == 0) return true;
     bits.refill();
-    const Qvo32u v = bits.get(size);
-    const bool positive = v >> (size - 1);
-    difference = static_cast<Qvo32s>(positive ? v : v - _qvoGetBitsMask[size]);
+    const Qvo32s v = static_cast<Qvo32s>(bits.get(size));
+    const Qvo32s negative = (v >> (size - 1)) - 1;  // a mask: the sign is not worth predicting
+    difference = v - (negative & ((1 << size) - 1));
     return true;
 }
 
