@@ -147,6 +147,70 @@ QVO_API QvoStatus qvoiQuantInv_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Q
 
 /* ---- forward quantisation and block writing ------------------------------------------------------------------ */
 
+/* Quantise a forward-transformed block of 64 coefficients in place and count the non-zero results.
+ *
+ * QP         quantiser scale, a factor; a negative one flips the signs
+ * pQPMatrix  64 reciprocals of the weights (1/W) by block position; null means those of the default matrices of
+ *            ISO/IEC 13818-2, 6.3.11: the intra one, or 1/16 everywhere for non-intra blocks
+ * pCount     receives the number of non-zero results
+ *
+ * Each coefficient c becomes (16 * c) * (1/QP) * pQPMatrix[i], computed from left to right with a mantissa of 64 bits
+ * (1/QP too), cut to an integer toward zero and limited to -2047..2047. The intra form leaves position 0 as it is and
+ * does not count it.
+ *
+ * Statuses: -8 pSrcDst or pCount is null; qvoStatusDivByZero (-10) QP is 0. */
+QVO_API QvoStatus qvoiQuantIntra_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const float* pQPMatrix, Qvo32u* pCount);
+QVO_API QvoStatus qvoiQuant_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const float* pQPMatrix, Qvo32u* pCount);
+
+/* A table for writing run-level codes. It is one block of memory, read-only once built: the end-of-block code, the
+ * escape code, and for each run 0..63 the range of levels between its lowest and its highest code and where in the
+ * array of codes behind it that range begins. A run-level pair without a code of its own is written as an escape. */
+typedef struct QvoRLEncodeTable QvoRLEncodeTable;
+
+/* Builds a table from a code list of three-word entries as qvoiVCHuffmanInitAllocRL_32s takes it (the level widths
+ * are not used), and stores its address in *ppTable. It is released with qvoiFreeRLEncodeTable. Of the codes only
+ * those are used that the block reconstruction can read back: runs 0..63 with levels -128..127 other than 0, and the
+ * codes of the runs qvoRunEndOfBlock and qvoRunEscape, both of which must be there. Of two codes for one pair the
+ * later one in the list is used.
+ *
+ * Statuses: -8 a pointer is null; -5 the list has no end-of-block or no escape code; -9 no memory. *ppTable is
+ * untouched unless the status is 0. */
+QVO_API QvoStatus qvoiCreateRLEncodeTable(const Qvo32s* pInputTable, QvoRLEncodeTable** ppTable);
+
+/* Releases a table and sets *ppTable to null. A null table is accepted.
+ * Statuses: -8 ppTable is null. */
+QVO_API QvoStatus qvoiFreeRLEncodeTable(QvoRLEncodeTable** ppTable);
+
+/* Write a quantised block as MPEG-2 run-level codes and an end-of-block code (ISO/IEC 13818-2, 7.2), such that
+ * qvoiReconstructDCTBlockIntra_MPEG2_32s and qvoiReconstructDCTBlock_MPEG2_32s read the same levels.
+ *
+ * ppBitStream, pBitsLeft  word-stream writing position as of qvoiPutBitsLeftMost
+ * pSrc                    64 levels by block position, each -2047..2047, which is what an escape can hold
+ * pEncodeTable            run-level codes: Table B.14 or, for intra blocks with intra_vlc_format 1, B.15
+ * pScanMatrix             64 block positions in scan order
+ * count                   number of non-zero levels, as qvoiQuantIntra_MPEG2_16s_C1I or qvoiQuant_MPEG2_16s_C1I
+ *                         counts them (without the DC of an intra block). The search for levels ends with the last of
+ *                         them
+ *
+ * Intra blocks begin with the difference between the DC, which stands quantised at position 0 (DC coefficient divided
+ * by 8 >> intra_dc_precision), and the prediction:
+ *
+ * pDCPred      predictor of the DC, replaced by the DC of this block
+ * pDCSizeList  code list of two-word entries as qvoiVCHuffmanInitAlloc_32s takes it, with the codes of the DC sizes
+ *              (Table B.12 or B.13)
+ *
+ * A non-intra block whose first coefficient is +1 or -1 at scan index 0 begins with a 1 and the sign bit instead of
+ * the code from the table; no other code for a first coefficient may begin with a 1, as is the case in Table B.14. A
+ * non-intra block without coefficients has no codes in MPEG-2; it is left out by means of the coded block pattern.
+ *
+ * Statuses: -8 a pointer is null (the word pointer behind ppBitStream included); -5 with nothing written: a level
+ * outside -2047..2047, a DC difference whose size has no code, or a non-intra block without coefficients. */
+QVO_API QvoStatus qvoiPutIntraBlock(Qvo32u** ppBitStream, Qvo32u* pBitsLeft, const Qvo16s* pSrc, Qvo16s* pDCPred,
+                                    const Qvo32s* pDCSizeList, const QvoRLEncodeTable* pEncodeTable,
+                                    const Qvo32s* pScanMatrix, Qvo32u count);
+QVO_API QvoStatus qvoiPutNonIntraBlock(Qvo32u** ppBitStream, Qvo32u* pBitsLeft, const Qvo16s* pSrc,
+                                       const QvoRLEncodeTable* pEncodeTable, const Qvo32s* pScanMatrix, Qvo32u count);
+
 /* ---- motion compensation ------------------------------------------------------------------------------------- */
 
 /* The half-pel position of a reference block, an argument of every operation that predicts. Where a declaration does

@@ -20,40 +20,31 @@ struct Coefficient {
     Qvo32s run;
     Qvo32s level;
 
-    static Coefficient fromEntry(Qvo32s entry) {
-        return {(entry >> 8) & 255, static_cast<Qvo8s>(entry >> 16)};
-    }
+    static Coefficient fromEntry(Qvo32s entry) { return {(entry >> 8) & 255, static_cast<Qvo8s>(entry >> 16)}; }
 };
 
 // ---- the forms: how an escape goes on and how a level is scaled ----
 
 struct Mpeg1 {
     [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
-        bits.refill();
         const Qvo32s run = static_cast<Qvo32s>(bits.get(6));
         const Qvo32s first = static_cast<Qvo8s>(bits.get(8));
         if (first & 127) return {run, first};
         // 0 and -128 announce eight more bits, of a positive or of a negative level.
         return {run, first * 2 + static_cast<Qvo32s>(bits.get(8))};
     }
-    static Qvo32s dequantise(Qvo32s weight, Qvo32s level, Qvo32s QP) {
-        return weight * level * (2 * QP) / 16;
-    }
+    static Qvo32s dequantise(Qvo32s weight, Qvo32s level, Qvo32s QP) { return weight * level * (2 * QP) / 16; }
 };
 
 struct Mpeg2 {
     [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
-        bits.refill();
-        const Qvo32s run = static_cast<Qvo32s>(bits.get(6));
-        const Qvo32s level = static_cast<Qvo32s>(bits.get(12));
-        return {run, (level ^ 0x800) - 0x800};
+        const Qvo32s field = static_cast<Qvo32s>(bits.get(18));
+        return {field >> 12, ((field & 0xFFF) ^ 0x800) - 0x800};
     }
 };
 
 struct Mpeg2Intra : Mpeg2 {
-    static Qvo32s dequantise(Qvo32s weight, Qvo32s level, Qvo32s QP) {
-        return weight * level * (2 * QP) / 32;
-    }
+    static Qvo32s dequantise(Qvo32s weight, Qvo32s level, Qvo32s QP) { return weight * level * (2 * QP) / 32; }
 };
 
 struct Mpeg2NonIntra : Mpeg2 {
@@ -75,7 +66,8 @@ struct Block {
 
     // In pieces, which become plain stores; the whole would become a string instruction.
     void clear() const {
-        for (int i = 0; i < 64; i += 16) std::memset(dst + i, 0, 16 * sizeof(Qvo16s));
+        for (int i = 0; i < 64; i += 16)
+            std::memset(dst + i, 0, 16 * sizeof(Qvo16s));
     }
 
     void store(Qvo32s position, Qvo32s value) {
@@ -116,20 +108,19 @@ template <class Form>
 // The first coefficient of a non-intra block. Its run is above lastIndex where there is none.
 template <class Form>
 [[gnu::always_inline]] inline Coefficient readFirst(BitWindow& bits, const QvoVlcTable* pDCTFirstTable) {
-    bits.refill();
     if (bits.peek(1)) return {0, 1 - 2 * static_cast<Qvo32s>(bits.get(2) & 1)};
     const Coefficient c = Coefficient::fromEntry(VlcReader(pDCTFirstTable).readEntry(bits));
     return c.run == qvoRunEscape ? Form::readEscape(bits) : c;
 }
 
 // Reads the difference of an intra DC; false if its size is not in the table.
-[[gnu::always_inline]] inline bool readDCDifference(BitWindow& bits, const QvoVlcTable* pDCSizeTable, Qvo32s& difference) {
+[[gnu::always_inline]] inline bool readDCDifference(BitWindow& bits, const QvoVlcTable* pDCSizeTable,
+                                                    Qvo32s& difference) {
     difference = 0;
     const Qvo32s value = VlcReader(pDCSizeTable).readValue(bits);
     if (value == qvoVlcInvalid) return false;
     const Qvo32s size = value & 31;  // a caller's table may hold anything
     if (size == 0) return true;
-    bits.refill();
     const Qvo32s v = static_cast<Qvo32s>(bits.get(size));
     const Qvo32s negative = (v >> (size - 1)) - 1;  // a mask: the sign is not worth predicting
     difference = v - (negative & ((1 << size) - 1));
@@ -159,12 +150,10 @@ Qvo32s doubledWithSign(Qvo32s c) {
 
 }  // namespace
 
-QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
-                                            const QvoVlcTable* pDCTFirstTable, const QvoVlcTable* pACTable,
-                                            const Qvo32s* pScanMatrix, Qvo32s QP, const Qvo16s* pQPMatrix,
-                                            Qvo16s* pDstBlock, Qvo32s* pDstSize) {
-    if (anyNull(ppBitStream, pOffset, pDCTFirstTable, pACTable, pScanMatrix, pQPMatrix, pDstBlock,
-                pDstSize) ||
+QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset, const QvoVlcTable* pDCTFirstTable,
+                                            const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix, Qvo32s QP,
+                                            const Qvo16s* pQPMatrix, Qvo16s* pDstBlock, Qvo32s* pDstSize) {
+    if (anyNull(ppBitStream, pOffset, pDCTFirstTable, pACTable, pScanMatrix, pQPMatrix, pDstBlock, pDstSize) ||
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
@@ -186,11 +175,9 @@ QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffse
 
 QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
                                                  const QvoVlcTable* pDCSizeTable, const QvoVlcTable* pACTable,
-                                                 const Qvo32s* pScanMatrix, Qvo32s QP,
-                                                 const Qvo16s* pQPMatrix, Qvo16s* pDCPred, Qvo16s* pDstBlock,
-                                                 Qvo32s* pDstSize) {
-    if (anyNull(ppBitStream, pOffset, pDCSizeTable, pACTable, pScanMatrix, pQPMatrix, pDCPred, pDstBlock,
-                pDstSize) ||
+                                                 const Qvo32s* pScanMatrix, Qvo32s QP, const Qvo16s* pQPMatrix,
+                                                 Qvo16s* pDCPred, Qvo16s* pDstBlock, Qvo32s* pDstSize) {
+    if (anyNull(ppBitStream, pOffset, pDCSizeTable, pACTable, pScanMatrix, pQPMatrix, pDCPred, pDstBlock, pDstSize) ||
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
@@ -207,10 +194,9 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* p
     return status;
 }
 
-QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
-                                            const QvoVlcTable* pDCTFirstTable, const QvoVlcTable* pACTable,
-                                            const Qvo32s* pScanMatrix, Qvo16s QP, const Qvo16s* pQPMatrix,
-                                            Qvo16s* pDstBlock, Qvo32s* pDstSize) {
+QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset, const QvoVlcTable* pDCTFirstTable,
+                                            const QvoVlcTable* pACTable, const Qvo32s* pScanMatrix, Qvo16s QP,
+                                            const Qvo16s* pQPMatrix, Qvo16s* pDstBlock, Qvo32s* pDstSize) {
     if (anyNull(ppBitStream, pOffset, pDCTFirstTable, pACTable, pScanMatrix, pDstBlock, pDstSize) ||
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
@@ -234,11 +220,10 @@ QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffse
 
 QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
                                                  const QvoVlcTable* pDCSizeTable, const QvoVlcTable* pACTable,
-                                                 const Qvo32s* pScanMatrix, Qvo16s QP,
-                                                 const Qvo16s* pQPMatrix, Qvo16s* pDCPred, Qvo32s shiftDCVal,
-                                                 Qvo16s* pDstBlock, Qvo32s* pDstSize) {
-    if (anyNull(ppBitStream, pOffset, pDCSizeTable, pACTable, pScanMatrix, pQPMatrix, pDCPred, pDstBlock,
-                pDstSize) ||
+                                                 const Qvo32s* pScanMatrix, Qvo16s QP, const Qvo16s* pQPMatrix,
+                                                 Qvo16s* pDCPred, Qvo32s shiftDCVal, Qvo16s* pDstBlock,
+                                                 Qvo32s* pDstSize) {
+    if (anyNull(ppBitStream, pOffset, pDCSizeTable, pACTable, pScanMatrix, pQPMatrix, pDCPred, pDstBlock, pDstSize) ||
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
@@ -261,8 +246,7 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* p
 
 QvoStatus qvoiQuantInvIntra_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQPMatrix) {
     if (anyNull(pSrcDst, pQPMatrix)) return qvoStatusNullPtr;
-    dequantiseBlock<1>(pSrcDst, pSrcDst[0],
-                       [=](Qvo32s i) { return pSrcDst[i] * pQPMatrix[i] * (2 * QP) / 32; });
+    dequantiseBlock<1>(pSrcDst, pSrcDst[0], [=](Qvo32s i) { return pSrcDst[i] * pQPMatrix[i] * (2 * QP) / 32; });
     return qvoStatusOk;
 }
 

@@ -72,23 +72,16 @@ Qvo32s runLevelLeaf(const Qvo32s* entry) {
 template <Qvo32s tableWords, Qvo32s entryWords, Qvo32s (*leaf)(const Qvo32s*)>
 QvoStatus build(const Qvo32s* pInputTable, QvoVlcTable** ppTable) {
     if (anyNull(pInputTable, ppTable)) return qvoStatusNullPtr;
-    auto* const table =
-        reinterpret_cast<QvoVlcTable*>(qvosMalloc_8u(tableWords * Qvo32s{sizeof(QvoVlcTable)}));
+    auto* const table = reinterpret_cast<QvoVlcTable*>(qvosMalloc_8u(tableWords * Qvo32s{sizeof(QvoVlcTable)}));
     if (table == nullptr) return qvoStatusNoMemory;
     *ppTable = table;
     for (Qvo32s i = 0; i < tableWords; ++i)
         table[i] = emptyEntry;
 
-    const Qvo32s levels = pInputTable[1];
-    const Qvo32s* const widths = pInputTable + 2;
-    Builder builder(table, widths, levels);
-    const Qvo32s* p = widths + levels;
-    for (Qvo32s length = 1; *p >= 0; ++length) {
-        for (Qvo32s count = *p++; count > 0; --count) {
-            builder.insert(static_cast<Qvo32u>(p[0]), length, leaf(p));
-            p += entryWords;
-        }
-    }
+    Builder builder(table, pInputTable + 2, pInputTable[1]);
+    forEachCode<entryWords>(pInputTable, [&](const Qvo32s* entry, Qvo32s length) {
+        builder.insert(static_cast<Qvo32u>(entry[0]), length, leaf(entry));
+    });
     return qvoStatusOk;
 }
 

@@ -10,23 +10,23 @@
 
 namespace qvovc {
 
-// A word-stream reading position with the bits that follow it in a register. Words are fetched where bits are
-// about to be consumed, so that never more than one word beyond the last consumed bit is read.
+// A word-stream reading position with the bits that follow it in a register. The next word is fetched only where bits
+// of it are looked at.
 class BitWindow {
   public:
     BitWindow(Qvo32u* word, Qvo32s offset)
         : bits_(std::uint64_t{word[0]} << 32 << (31 - offset)), count_(offset + 1), next_(word + 1) {}
 
-    // Makes at least 33 bits available.
-    void refill() {
-        if (count_ > 32) return;
-        bits_ |= std::uint64_t{*next_++} << (32 - count_);
-        count_ += 32;
+    // The next n bits (1..32).
+    Qvo32u peek(Qvo32s n) {
+        if (count_ < n) {
+            bits_ |= std::uint64_t{*next_++} << (32 - count_);
+            count_ += 32;
+        }
+        return static_cast<Qvo32u>(bits_ >> (64 - n));
     }
 
-    // The next n bits (1..32), as far as they are available.
-    Qvo32u peek(Qvo32s n) const { return static_cast<Qvo32u>(bits_ >> (64 - n)); }
-
+    // Moves on by n bits (0..32) that have been looked at.
     void skip(Qvo32s n) {
         bits_ <<= n;
         count_ -= n;
@@ -44,8 +44,8 @@ class BitWindow {
     }
 
   private:
-    std::uint64_t bits_;  // left-aligned
-    Qvo32s count_;        // how many of them are available
+    std::uint64_t bits_;  // left-aligned, zeros behind them
+    Qvo32s count_;        // how many there are, 0..63
     Qvo32u* next_;        // the word behind them
 };
 
@@ -77,12 +77,10 @@ class VlcReader {
     // The entry of the code that follows; the bits of all levels but the last, whose width is stored, are
     // consumed.
     Qvo32s find(BitWindow& bits, Qvo32s& width) const {
-        bits.refill();
         width = width_;
         Qvo32s entry = entries_[bits.peek(width)];
         while (entry & 128) {
             bits.skip(width);
-            bits.refill();
             const Qvo32s* const subTable = entries_ - 1 + (entry >> 8);
             width = subTable[0];
             entry = subTable[1 + bits.peek(width)];
@@ -93,6 +91,19 @@ class VlcReader {
     const Qvo32s* entries_;
     Qvo32s width_;
 };
+
+// Calls f(entry, length) for each entry of a code list, whose entries have the given number of words.
+template <Qvo32s entryWords, class F>
+inline void forEachCode(const Qvo32s* list, F f) {
+    const Qvo32s levels = list[1];
+    const Qvo32s* p = list + 2 + levels;
+    for (Qvo32s length = 1; *p >= 0; ++length) {
+        for (Qvo32s count = *p++; count > 0; --count) {
+            f(p, length);
+            p += entryWords;
+        }
+    }
+}
 
 }  // namespace qvovc
 
