@@ -3,7 +3,7 @@
 #ifndef QVOVC_TESTS_MPEG2_TABLES_H
 #define QVOVC_TESTS_MPEG2_TABLES_H
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -262,29 +262,28 @@ class Table {
 class BitWriter {
   public:
     BitWriter& put(const std::string& bits) {
-        for (const char c : bits) {
-            if (size_ % 32 == 0) words_.push_back(0);
-            if (c == '1') words_.back() |= 1u << (31 - size_ % 32);
-            ++size_;
-        }
+        text_ += bits;
         return *this;
     }
     BitWriter& put(unsigned value, int length) {
         for (int i = length - 1; i >= 0; --i)
-            put((value >> i & 1) ? "1" : "0");
+            text_ += (value >> i & 1) ? '1' : '0';
         return *this;
     }
     // The words with one word of slack behind them.
     std::vector<Qvo32u> words() const {
-        std::vector<Qvo32u> all = words_;
+        std::vector<Qvo32u> all((text_.size() + 31) / 32);
+        for (std::size_t i = 0; i < text_.size(); ++i) {
+            if (text_[i] == '1') all[i / 32] |= 1u << (31 - i % 32);
+        }
         all.push_back(0x5A5A5A5A);
         return all;
     }
-    std::size_t size() const { return size_; }
+    std::size_t size() const { return text_.size(); }
+    const std::string& text() const { return text_; }
 
   private:
-    std::vector<Qvo32u> words_;
-    std::size_t size_ = 0;
+    std::string text_;
 };
 
 // A word-stream reading position.
