@@ -135,18 +135,18 @@ QvoStatus qvoiDCT2x4x8Frw_16s_C1I(Qvo16s* pSrcDst) {
     if (pSrcDst == nullptr) return qvoStatusNullPtr;
     Qvo16s a[64], b[64];
     forwardColumns(pSrcDst, a);
-    transpose<8>(a, b);
+    transpose(a, b);
     forwardRows(b, a);
-    transpose<8>(a, pSrcDst);
+    transpose(a, pSrcDst);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiDCT2x4x8Inv_16s_C1I(Qvo16s* pSrcDst) {
     if (pSrcDst == nullptr) return qvoStatusNullPtr;
     Qvo16s a[64], b[64];
-    transpose<8>(pSrcDst, a);
+    transpose(pSrcDst, a);
     inverseRows(a, b);
-    transpose<8>(b, a);
+    transpose(b, a);
     inverseColumns(a, pSrcDst);
     return qvoStatusOk;
 }

@@ -40,18 +40,18 @@ inline Qvo32s scaleDown(Qvo32s v) {
 constexpr int intermediate = 12;
 constexpr int result = 21;
 
-// One inverse pass over `columns` columns of which the first `inputs` rows (8, 4 or 2) may be other than zero. The
+// One inverse pass, of whose input rows only the first 8, 4 or 2 may be other than zero. The
 // rotations of the flow are multiplied out, which changes nothing modulo 2^32: (x5 + x3) * cos3 + x5 * cos5cos3m is
 // x5 * (cos3 + cos5cos3m) + x3 * cos3.
-template <int inputs, int columns, int shift>
+template <int inputs, int shift>
 inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
-    for (int i = 0; i < columns; ++i) {
-        const Qvo16s x0 = pSrc[i], x1 = pSrc[columns + i];
+    for (int i = 0; i < 8; ++i) {
+        const Qvo16s x0 = pSrc[i], x1 = pSrc[8 + i];
         Qvo32s a17, b17, a35 = 0, b35 = 0, r2 = 0, r6 = 0, z0 = x0 << 15, z1 = z0;
         if constexpr (inputs == 8) {
-            const Qvo16s x2 = pSrc[2 * columns + i], x3 = pSrc[3 * columns + i];
-            const Qvo16s x4 = pSrc[4 * columns + i], x5 = pSrc[5 * columns + i];
-            const Qvo16s x6 = pSrc[6 * columns + i], x7 = pSrc[7 * columns + i];
+            const Qvo16s x2 = pSrc[16 + i], x3 = pSrc[24 + i];
+            const Qvo16s x4 = pSrc[32 + i], x5 = pSrc[40 + i];
+            const Qvo16s x6 = pSrc[48 + i], x7 = pSrc[56 + i];
             a17 = times<cos7 + cos1cos7m>(x1) + times<cos7>(x7);
             b17 = times<cos7>(x1) + times<cos7 - cos1cos7p>(x7);
             a35 = times<cos3>(x3) + times<cos3 + cos5cos3m>(x5);
@@ -64,7 +64,7 @@ inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
             a17 = times<cos1>(x1);
             b17 = times<cos7>(x1);
             if constexpr (inputs == 4) {
-                const Qvo16s x2 = pSrc[2 * columns + i], x3 = pSrc[3 * columns + i];
+                const Qvo16s x2 = pSrc[16 + i], x3 = pSrc[24 + i];
                 a35 = times<cos3>(x3);
                 b35 = times<-cos5>(x3);
                 r2 = times<cos2s>(x2);
@@ -78,36 +78,32 @@ inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
         const Qvo32s e0 = z0 + r2, e3 = z0 - r2;
         const Qvo32s e1 = z1 + r6, e2 = z1 - r6;
         pDst[i] = wrap16(scaleDown<shift>(e0 + p0));
-        pDst[columns + i] = wrap16(scaleDown<shift>(e1 + p1));
-        pDst[2 * columns + i] = wrap16(scaleDown<shift>(e2 + p2));
-        pDst[3 * columns + i] = wrap16(scaleDown<shift>(e3 + p3));
-        pDst[4 * columns + i] = wrap16(scaleDown<shift>(e3 - p3));
-        pDst[5 * columns + i] = wrap16(scaleDown<shift>(e2 - p2));
-        pDst[6 * columns + i] = wrap16(scaleDown<shift>(e1 - p1));
-        pDst[7 * columns + i] = wrap16(scaleDown<shift>(e0 - p0));
+        pDst[8 + i] = wrap16(scaleDown<shift>(e1 + p1));
+        pDst[16 + i] = wrap16(scaleDown<shift>(e2 + p2));
+        pDst[24 + i] = wrap16(scaleDown<shift>(e3 + p3));
+        pDst[32 + i] = wrap16(scaleDown<shift>(e3 - p3));
+        pDst[40 + i] = wrap16(scaleDown<shift>(e2 - p2));
+        pDst[48 + i] = wrap16(scaleDown<shift>(e1 - p1));
+        pDst[56 + i] = wrap16(scaleDown<shift>(e0 - p0));
     }
 }
 
 inline void inverse(const Qvo16s* pSrc, Qvo16s* pDst) {
     Qvo16s a[64], b[64];
-    inversePass<8, 8, intermediate>(pSrc, a);
-    transpose<8>(a, b);
-    inversePass<8, 8, result>(b, a);
-    transpose<8>(a, pDst);
+    inversePass<8, intermediate>(pSrc, a);
+    transpose(a, b);
+    inversePass<8, result>(b, a);
+    transpose(a, pDst);
 }
 
-// The block's rows stay 8 elements long: only the corner's are picked up.
 template <int size>
 inline void inverseCorner(Qvo16s* pSrcDst) {
-    Qvo16s corner[size * size], a[8 * size], b[8 * size], transposed[64];
-    for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x)
-            corner[size * y + x] = pSrcDst[8 * y + x];
-    }
-    inversePass<size, size, intermediate>(corner, a);
-    transpose<size>(a, b);
-    inversePass<size, 8, result>(b, transposed);
-    transpose<8>(transposed, pSrcDst);
+    Qvo16s corner[8 * size], a[64], b[64];
+    loadCorner<size>(pSrcDst, corner);
+    inversePass<size, intermediate>(corner, a);
+    transpose(a, b);
+    inversePass<size, result>(b, a);
+    transpose(a, pSrcDst);
 }
 
 inline void storePixels(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstStep) {
@@ -148,9 +144,9 @@ inline void forwardPass(const Qvo16s* pSrc, Qvo16s* pDst) {
 
 inline void forward(const Qvo16s* pSrc, Qvo16s* pDst) {
     Qvo16s a[64], b[64];
-    transpose<8>(pSrc, a);
+    transpose(pSrc, a);
     forwardPass<intermediate>(a, b);
-    transpose<8>(b, a);
+    transpose(b, a);
     forwardPass<result>(a, b);
     for (int i = 0; i < 64; ++i)
         pDst[i] = b[i];

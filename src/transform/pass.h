@@ -1,7 +1,9 @@
-// What the one-dimensional passes of the transforms share. A pass works on eight (or fewer) columns side by side, so
+// What the one-dimensional passes of the transforms share. A pass works on the eight columns of a block side by side, so
 // that it compiles to vector code; a row pass is a column pass between two transpositions.
 #ifndef QVOVC_SRC_TRANSFORM_PASS_H
 #define QVOVC_SRC_TRANSFORM_PASS_H
+
+#include <cstring>
 
 #include "core/arith.h"
 
@@ -17,22 +19,33 @@ inline Qvo32s times(Qvo16s x) {
     return x * low + (x << 16);
 }
 
-// Turns rows x columns elements into columns x rows. Each step interleaves the upper and the lower half, which takes
-// the top bit of every element's index to the bottom; three of them bring the three bits of the row there.
-template <int columns>
-inline void interleave(const Qvo16s* pSrc, Qvo16s* pDst) {
-    for (int i = 0; i < 4 * columns; ++i) {
-        pDst[2 * i] = pSrc[i];
-        pDst[2 * i + 1] = pSrc[i + 4 * columns];
+// count elements of one block and of another in turn.
+template <int count>
+inline void interleave(const Qvo16s* pFirst, const Qvo16s* pSecond, Qvo16s* pDst) {
+    for (int i = 0; i < count; ++i) {
+        pDst[2 * i] = pFirst[i];
+        pDst[2 * i + 1] = pSecond[i];
     }
 }
 
-template <int columns>
+// Interleaving the upper and the lower half of a block takes the top bit of every element's index to the bottom; three
+// times it changes the three bits of the row for those of the column.
 inline void transpose(const Qvo16s* pSrc, Qvo16s* pDst) {
-    Qvo16s a[8 * columns], b[8 * columns];
-    interleave<columns>(pSrc, a);
-    interleave<columns>(a, b);
-    interleave<columns>(b, pDst);
+    Qvo16s a[64], b[64];
+    interleave<32>(pSrc, pSrc + 32, a);
+    interleave<32>(a, a + 32, b);
+    interleave<32>(b, b + 32, pDst);
+}
+
+// The top left size x size corner of a block, as rows of eight: nothing else of the block is read. Whole 64-bit halves
+// of rows are stored, so that reading a row back need not wait for smaller stores.
+template <int size>
+inline void loadCorner(const Qvo16s* pSrc, Qvo16s (&corner)[8 * size]) {
+    for (int y = 0; y < size; ++y) {
+        unsigned long long row[2] = {};
+        std::memcpy(row, pSrc + 8 * y, size * sizeof(Qvo16s));
+        std::memcpy(corner + 8 * y, row, sizeof row);
+    }
 }
 
 }  // namespace
