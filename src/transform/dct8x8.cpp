@@ -88,22 +88,14 @@ inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
     }
 }
 
+// The transform of a block whose coefficients outside the top left corner of inputs x inputs do not count.
+template <int inputs>
 inline void inverse(const Qvo16s* pSrc, Qvo16s* pDst) {
     Qvo16s a[64], b[64];
-    inversePass<8, intermediate>(pSrc, a);
+    inversePass<inputs, intermediate>(pSrc, a);
     transpose(a, b);
-    inversePass<8, result>(b, a);
+    inversePass<inputs, result>(b, a);
     transpose(a, pDst);
-}
-
-template <int size>
-inline void inverseCorner(Qvo16s* pSrcDst) {
-    Qvo16s corner[8 * size], a[64], b[64];
-    loadCorner<size>(pSrcDst, corner);
-    inversePass<size, intermediate>(corner, a);
-    transpose(a, b);
-    inversePass<size, result>(b, a);
-    transpose(a, pSrcDst);
 }
 
 inline void storePixels(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstStep) {
@@ -175,7 +167,7 @@ QvoStatus qvoiDCT8x8Fwd_8u16s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo16s* pDs
 
 QvoStatus qvoiDCT8x8Inv_16s_C1(const Qvo16s* pSrc, Qvo16s* pDst) {
     if (anyNull(pSrc, pDst)) return qvoStatusNullPtr;
-    inverse(pSrc, pDst);
+    inverse<8>(pSrc, pDst);
     return qvoStatusOk;
 }
 
@@ -187,7 +179,7 @@ QvoStatus qvoiDCT8x8Inv_16s8u_C1R(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstSte
     if (anyNull(pSrc, pDst)) return qvoStatusNullPtr;
     if (dstStep < 1) return qvoStatusStep;
     Qvo16s block[64];
-    inverse(pSrc, block);
+    inverse<8>(pSrc, block);
     storePixels(block, pDst, dstStep);
     return qvoStatusOk;
 }
@@ -200,12 +192,12 @@ QvoStatus qvoiDCTInv_8x8_16s8u(const Qvo16s* pSrc, Qvo8u* pDst, Qvo32s dstStep) 
 
 QvoStatus qvoiDCT8x8Inv_4x4_16s_C1I(Qvo16s* pSrcDst) {
     if (pSrcDst == nullptr) return qvoStatusNullPtr;
-    inverseCorner<4>(pSrcDst);
+    inverse<4>(pSrcDst, pSrcDst);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiDCT8x8Inv_2x2_16s_C1I(Qvo16s* pSrcDst) {
     if (pSrcDst == nullptr) return qvoStatusNullPtr;
-    inverseCorner<2>(pSrcDst);
+    inverse<2>(pSrcDst, pSrcDst);
     return qvoStatusOk;
 }

@@ -71,9 +71,7 @@ void idct1x1_block(const Qvo16s* pSrc, Qvo16s* pDst) {
 }
 
 void idct4x4_block(const Qvo16s* pSrc, Qvo16s* pDst) {
-    Qvo16s corner[32];
-    loadCorner<4>(pSrc, corner);
-    transform<4>(corner, pDst);
+    transform<4>(pSrc, pDst);
 }
 
 void idct8x8_block(const Qvo16s* pSrc, Qvo16s* pDst) {

@@ -3,8 +3,6 @@
 #ifndef QVOVC_SRC_TRANSFORM_PASS_H
 #define QVOVC_SRC_TRANSFORM_PASS_H
 
-#include <cstring>
-
 #include "core/arith.h"
 
 namespace qvovc {
@@ -35,17 +33,6 @@ inline void transpose(const Qvo16s* pSrc, Qvo16s* pDst) {
     interleave<32>(pSrc, pSrc + 32, a);
     interleave<32>(a, a + 32, b);
     interleave<32>(b, b + 32, pDst);
-}
-
-// The top left size x size corner of a block, as rows of eight: nothing else of the block is read. Whole 64-bit halves
-// of rows are stored, so that reading a row back need not wait for smaller stores.
-template <int size>
-inline void loadCorner(const Qvo16s* pSrc, Qvo16s (&corner)[8 * size]) {
-    for (int y = 0; y < size; ++y) {
-        unsigned long long row[2] = {};
-        std::memcpy(row, pSrc + 8 * y, size * sizeof(Qvo16s));
-        std::memcpy(corner + 8 * y, row, sizeof row);
-    }
 }
 
 }  // namespace

@@ -154,7 +154,7 @@ TYPED_TEST(DctAan, ReadsOnlyWhatTheCountNames) {
     ASSERT_EQ(qvoStatusOk, single(one.data(), out.data(), 8 * sizeof(T), 1));
     EXPECT_EQ(64, std::count(out.begin(), out.begin() + 64, this->saturated(-1)));
     // Counts to 8: the block's last element read is that of row 3, column 3.
-    Guarded<Qvo16s> corner(28);
+    Guarded<Qvo16s> corner(32);
     ASSERT_EQ(qvoStatusOk, single(corner.data(), out.data(), 8 * sizeof(T), 8));
     for (const Guard guard : {Guard::after, Guard::before}) {
         Guarded<Qvo16s> block(64, guard);
