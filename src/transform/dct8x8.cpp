@@ -88,9 +88,26 @@ inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
     }
 }
 
+// Whether a block has no coefficient but DC. The two coefficients looked at first are other than zero in most blocks
+// that have any.
+inline bool isFlat(const Qvo16s* pSrc) {
+    if ((pSrc[1] | pSrc[8]) != 0) return false;
+    Qvo16s any = 0;
+    for (int i = 1; i < 8; ++i) any = static_cast<Qvo16s>(any | pSrc[i]);
+    for (int i = 8; i < 64; ++i) any = static_cast<Qvo16s>(any | pSrc[i]);
+    return any == 0;
+}
+
 // The transform of a block whose coefficients outside the top left corner of inputs x inputs do not count.
 template <int inputs>
 inline void inverse(const Qvo16s* pSrc, Qvo16s* pDst) {
+    if constexpr (inputs == 8) {
+        if (isFlat(pSrc)) {
+            const Qvo16s value = wrap16(scaleDown<6>(wrap16(pSrc[0] * 8)));
+            for (int i = 0; i < 64; ++i) pDst[i] = value;
+            return;
+        }
+    }
     Qvo16s a[64], b[64];
     inversePass<inputs, intermediate>(pSrc, a);
     transpose(a, b);
