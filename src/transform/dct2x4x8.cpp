@@ -1,6 +1,6 @@
 // The 2-4-8 DCT of DV: the 4-point transforms of sums and differences of line pairs go down the columns, an 8-point
-// transform along the rows. The rows 1, 3, 5, 7 of the vertical transform come without the factor sqrt(2) cos(pi/8), which
-// the row pass brings in.
+// transform along the rows. The rows 1, 3, 5, 7 of the vertical transform come without the factor sqrt(2) cos(pi/8),
+// which the row pass brings in.
 #include "core/arith.h"
 #include "qvovc/transform.h"
 #include "transform/pass.h"
@@ -103,9 +103,9 @@ void inverseRows(const Qvo16s* pSrc, Qvo16s* pDst) {
     }
 }
 
-// Four rows of the vertical transform back to four sums (differences) of a line pair, times 8 and with 14 more fractional
-// bits: with p = S0 - S3 and q = S1 - S2 row 1 is p + q tan(pi/8), row 3 is p tan(pi/8) - q, and the tangents' square plus
-// 1 is 1 / cos(pi/8)^2.
+// Four rows of the vertical transform back to the sums (or differences) of four line pairs, times 4 and with 14 more
+// fractional bits. With p = S0 - S3 and q = S1 - S2 row 1 is p + q tan(pi/8) and row 3 is p tan(pi/8) - q, so that
+// p = (row 1 + row 3 tan(pi/8)) cos(pi/8)^2 and q = (row 1 tan(pi/8) - row 3) cos(pi/8)^2.
 inline void inverseFour(Qvo16s r0, Qvo16s r1, Qvo16s r2, Qvo16s r3, Qvo32s (&s)[4]) {
     const Qvo32s outer = (r0 + r2) * 16384, inner = (r0 - r2) * 16384;
     const Qvo32s p = r1 * cosCos8 + r3 * sinCos8;

@@ -1,5 +1,5 @@
-// The general 8x8 DCT pair: a fixed-point factorisation after Loeffler with a 16-bit intermediate block, and the inverse
-// forms for blocks with a 4x4 or 2x2 corner of coefficients.
+// The general 8x8 DCT pair: a fixed-point factorisation after Loeffler with a 16-bit intermediate block, and the
+// inverse forms for blocks with a 4x4 or 2x2 corner of coefficients.
 #include "core/arith.h"
 #include "qvovc/transform.h"
 #include "transform/pass.h"
@@ -40,9 +40,8 @@ inline Qvo32s scaleDown(Qvo32s v) {
 constexpr int intermediate = 12;
 constexpr int result = 21;
 
-// One inverse pass, of whose input rows only the first 8, 4 or 2 may be other than zero. The
-// rotations of the flow are multiplied out, which changes nothing modulo 2^32: (x5 + x3) * cos3 + x5 * cos5cos3m is
-// x5 * (cos3 + cos5cos3m) + x3 * cos3.
+// One inverse pass, which takes the first 8, 4 or 2 rows as its input. The rotations of the flow are multiplied out,
+// which changes nothing modulo 2^32: (x5 + x3) * cos3 + x5 * cos5cos3m is x5 * (cos3 + cos5cos3m) + x3 * cos3.
 template <int inputs, int shift>
 inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
     for (int i = 0; i < 8; ++i) {
@@ -93,18 +92,22 @@ inline void inversePass(const Qvo16s* pSrc, Qvo16s* pDst) {
 inline bool isFlat(const Qvo16s* pSrc) {
     if ((pSrc[1] | pSrc[8]) != 0) return false;
     Qvo16s any = 0;
-    for (int i = 1; i < 8; ++i) any = static_cast<Qvo16s>(any | pSrc[i]);
-    for (int i = 8; i < 64; ++i) any = static_cast<Qvo16s>(any | pSrc[i]);
+    for (int i = 1; i < 8; ++i)
+        any = static_cast<Qvo16s>(any | pSrc[i]);
+    for (int i = 8; i < 64; ++i)
+        any = static_cast<Qvo16s>(any | pSrc[i]);
     return any == 0;
 }
 
-// The transform of a block whose coefficients outside the top left corner of inputs x inputs do not count.
+// The transform of a block of which the top left corner of inputs x inputs coefficients counts. The first pass goes
+// over the columns beside the corner too, but the second takes no input from them.
 template <int inputs>
 inline void inverse(const Qvo16s* pSrc, Qvo16s* pDst) {
     if constexpr (inputs == 8) {
         if (isFlat(pSrc)) {
             const Qvo16s value = wrap16(scaleDown<6>(wrap16(pSrc[0] * 8)));
-            for (int i = 0; i < 64; ++i) pDst[i] = value;
+            for (int i = 0; i < 64; ++i)
+                pDst[i] = value;
             return;
         }
     }

@@ -1,4 +1,5 @@
-// The inverse DCT of MPEG-1/2 for transposed coefficient blocks, with the shortcuts that the coefficient count selects.
+// The inverse DCT of MPEG-1/2 for transposed coefficient blocks, with the shortcuts that the coefficient count
+// selects.
 #include <type_traits>
 
 #include "core/arith.h"
@@ -12,8 +13,7 @@ namespace {
 // cos(k pi / 16) with 16 fractional bits, truncated. g[0] is not used.
 constexpr Qvo32s g[8] = {65536, 64276, 60547, 54491, 46340, 36409, 25079, 12785};
 
-// One pass over the block's columns, of whose rows the first 4 or all 8 may be other than zero. Shifted by 16 or more
-// the sums are 16-bit numbers.
+// One pass, which takes the first 4 or all 8 rows as its input. Shifted by 16 or more the sums are 16-bit numbers.
 template <int inputs, Qvo32s rounding, int shift>
 inline void pass(const Qvo16s* pSrc, Qvo16s* pDst) {
     for (int i = 0; i < 8; ++i) {
@@ -48,7 +48,9 @@ inline void pass(const Qvo16s* pSrc, Qvo16s* pDst) {
     }
 }
 
-// The transform of a block with `inputs` rows and columns. The result is rounded by adding 0.625 of a unit.
+// The transform of a block of which the top left corner of inputs x inputs coefficients counts. The first pass goes
+// over the columns beside the corner too, but the second takes no input from them. The result is rounded by adding
+// 0.625 of a unit.
 template <int inputs>
 inline void transform(const Qvo16s* pSrc, Qvo16s* pDst) {
     Qvo16s a[64], b[64];
@@ -57,7 +59,7 @@ inline void transform(const Qvo16s* pSrc, Qvo16s* pDst) {
     pass<inputs, 163840, 18>(b, pDst);
 }
 
-// The workers leave 64 results that are yet to be saturated.
+// The workers, one per shortcut. They leave 64 results that are yet to be saturated.
 
 void idct0x0_block(const Qvo16s*, Qvo16s* pDst) {
     for (int i = 0; i < 64; ++i)

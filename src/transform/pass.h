@@ -1,5 +1,5 @@
-// What the one-dimensional passes of the transforms share. A pass works on the eight columns of a block side by side, so
-// that it compiles to vector code; a row pass is a column pass between two transpositions.
+// What the one-dimensional passes of the transforms share. A pass works on the eight columns of a block side by side,
+// so that it compiles to vector code; a row pass is a column pass between two transpositions.
 #ifndef QVOVC_SRC_TRANSFORM_PASS_H
 #define QVOVC_SRC_TRANSFORM_PASS_H
 
@@ -8,10 +8,11 @@
 namespace qvovc {
 namespace {
 
-// x * k for a constant 0 <= k < 65536 or a negative one of 16 bits, modulo 2^32. Products of two signed 16-bit
-// numbers are cheap on vector units that lack the 32-bit product.
+// x * k modulo 2^32 with nothing but products of two signed 16-bit numbers, which are cheap on vector units that lack
+// the 32-bit product.
 template <Qvo32s k>
 inline Qvo32s times(Qvo16s x) {
+    static_assert(-32768 <= k && k < 65536);
     constexpr Qvo16s low = wrap16(k);
     if constexpr (k == low) return x * low;
     return x * low + (x << 16);
@@ -26,8 +27,8 @@ inline void interleave(const Qvo16s* pFirst, const Qvo16s* pSecond, Qvo16s* pDst
     }
 }
 
-// Interleaving the upper and the lower half of a block takes the top bit of every element's index to the bottom; three
-// times it changes the three bits of the row for those of the column.
+// Interleaving the upper and the lower half of a block takes the top bit of every element's index to the bottom;
+// three times it changes the three bits of the row for those of the column.
 inline void transpose(const Qvo16s* pSrc, Qvo16s* pDst) {
     Qvo16s a[64], b[64];
     interleave<32>(pSrc, pSrc + 32, a);

@@ -189,6 +189,36 @@ TEST(Dct2x4x8, InverseUndoesForwardOnExtremeBlocks) {
     }
 }
 
+// Climbs from random blocks to ones whose coefficients' rounding errors add up in one sample.
+TEST(Dct2x4x8, InverseUndoesForwardOnBlocksSearchedForTheirError) {
+    Random random(6);
+    for (int start = 0; start < 40; ++start) {
+        const int sample = random.range(0, 63);
+        const auto error = [&](Block block) {
+            const int original = block[sample];
+            qvoiDCT2x4x8Frw_16s_C1I(block.data());
+            double real = -original;
+            for (int k = 0; k < 64; ++k) {
+                real += fields(k / 8, sample / 8) * dct8(k % 8, sample % 8) * block[k];
+            }
+            return std::abs(real);
+        };
+        Block block;
+        random.fill(block, -128, 127);
+        double worst = error(block);
+        for (int step = 0; step < 1500; ++step) {
+            Block changed = block;
+            changed[random.range(0, 63)] = static_cast<Qvo16s>(random.range(-128, 127));
+            const double e = error(changed);
+            if (e <= worst) continue;
+            worst = e;
+            block = changed;
+            ASSERT_LE(roundTrip(block).worst, 2) << start;
+        }
+        EXPECT_GT(worst, 0.7) << "the search found nothing";
+    }
+}
+
 TEST(Dct2x4x8, CoefficientsToTheDocumentedRangeDoNotWrap) {
     Random random(5);
     for (int i = 0; i < 2000; ++i) {

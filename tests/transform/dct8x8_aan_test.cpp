@@ -9,8 +9,7 @@
 
 namespace {
 
-// Straight from the definition, with the products of the even/odd flow written as they are there. `size` rows and columns
-// of the input exist.
+// The even/odd flow of one pass, product by product.
 void flow(const Wrapping (&x)[8], Wrapping (&sum)[8]) {
     const Wrapping g1 = 64276, g2 = 60547, g3 = 54491, g4 = 46340, g5 = 36409, g6 = 25079, g7 = 12785;
     const Wrapping e0 = (x[0] + x[4]) * g4 + (g2 * x[2] + g6 * x[6]);

@@ -161,6 +161,15 @@ TEST(Dct8x8, InverseOfEachSingleCoefficient) {
     }
 }
 
+TEST(Dct8x8, InverseOfEveryDc) {
+    for (int dc = -32768; dc <= 32767; ++dc) {
+        Block in{}, out;
+        in[0] = static_cast<Qvo16s>(dc);
+        qvoiDCT8x8Inv_16s_C1(in.data(), out.data());
+        ASSERT_EQ(64, std::count(out.begin(), out.end(), inverseByFlow(in)[0])) << dc;
+    }
+}
+
 TEST(Dct8x8, CornerFormsFollowTheirFlowAndReadNothingElse) {
     Random random(2);
     for (int i = 0; i < 6000; ++i) {
