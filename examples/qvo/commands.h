@@ -1,0 +1,42 @@
+// The commands of the program. Each returns the exit code and throws Failure with the line to show.
+#ifndef QVOVC_QVO_COMMANDS_H
+#define QVOVC_QVO_COMMANDS_H
+
+#include <optional>
+#include <string>
+
+#include "outputs.h"
+#include "registry.h"
+
+namespace qvo {
+
+struct DecodeOptions {
+    std::string input;
+    const Codec* codec = nullptr;  // null: by content
+    std::string output;            // empty: none
+    std::optional<VideoFormat> format;
+    std::string pngFolder;
+    std::string sheet;
+    bool md5 = false;
+    bool stats = false;
+    int frames = 0;  // 0: all
+};
+int decode(const DecodeOptions& options);
+
+int info(const std::string& path, const Codec* codec);
+
+struct CompareOptions {
+    std::string first;
+    std::string second;
+    std::string size;             // WIDTHxHEIGHT, needed where neither file says it
+    std::optional<double> floor;  // dB every frame has to reach
+    bool quiet = false;           // only the summary
+};
+int compare(const CompareOptions& options);
+
+// Set by the signals that ask the program to end; long work looks at it now and then.
+bool interrupted();
+
+}  // namespace qvo
+
+#endif

@@ -1,0 +1,149 @@
+// Containers through libavformat, which only takes them apart: decoding is ours.
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavformat/avio.h>
+}
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "failure.h"
+#include "source.h"
+
+namespace qvo {
+
+namespace {
+
+constexpr int ioBufferSize = 1 << 15;
+constexpr int maxFailures = 100;  // to find a packet again behind damage
+
+// libavformat's C code calls these, so nothing may be thrown through it.
+int readInput(void* opaque, std::uint8_t* buffer, int size) {
+    try {
+        const std::size_t count = static_cast<Input*>(opaque)->read(buffer, static_cast<std::size_t>(size));
+        return count ? static_cast<int>(count) : AVERROR_EOF;
+    } catch (const Failure&) {
+        return AVERROR(EIO);
+    }
+}
+
+std::int64_t seekInput(void* opaque, std::int64_t offset, int whence) {
+    auto& input = *static_cast<Input*>(opaque);
+    whence &= ~AVSEEK_FORCE;
+    if (whence == AVSEEK_SIZE) return input.size();
+    if (whence == SEEK_CUR) offset += input.position();
+    if (whence == SEEK_END) offset += input.size();
+    if (offset < 0) return AVERROR(EINVAL);
+    try {
+        input.seek(offset);
+    } catch (const Failure&) {
+        return AVERROR(EIO);
+    }
+    return offset;
+}
+
+struct IoCloser {
+    void operator()(AVIOContext* io) const {
+        av_freep(&io->buffer);
+        avio_context_free(&io);
+    }
+};
+struct FormatCloser {
+    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+};
+struct PacketFreer {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+
+class Container : public Source {
+  public:
+    explicit Container(std::unique_ptr<Input> input) : Source(std::move(input)), packet_(av_packet_alloc()) {
+        auto* buffer = static_cast<unsigned char*>(av_malloc(ioBufferSize));
+        io_.reset(avio_alloc_context(buffer, ioBufferSize, 0, input_.get(), readInput, nullptr,
+                                     input_->isRegular() ? seekInput : nullptr));
+    }
+
+    // Opens the container and reads up to the first packet of video; says what is missing, or nothing.
+    std::string open() {
+        AVFormatContext* format = avformat_alloc_context();
+        format->pb = io_.get();
+        // Packets as they are stored: the decoders find pictures themselves, and need no times.
+        format->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+        if (avformat_open_input(&format, nullptr, nullptr, nullptr) < 0)
+            return "not a video stream or a container that qvo knows";
+        format_.reset(format);
+        if (!readVideo()) return "no video in it";
+        const AVCodecParameters& parameters = *stream_->codecpar;
+        // Headers kept apart from the pictures come first.
+        if (parameters.extradata_size > 0)
+            headers_ = {parameters.extradata, static_cast<std::size_t>(parameters.extradata_size)};
+        return {};
+    }
+
+    std::unique_ptr<Input> takeInput() {
+        format_.reset();
+        return std::move(input_);
+    }
+
+    std::span<const std::uint8_t> next() override {
+        if (!headers_.empty()) return std::exchange(headers_, {});
+        if (!held_ && !readVideo()) return {};
+        held_ = false;
+        return {packet_->data, static_cast<std::size_t>(packet_->size)};
+    }
+    std::string format() const override { return format_->iformat->long_name; }
+    std::string codecName() const override { return avcodec_get_name(stream_->codecpar->codec_id); }
+
+  private:
+    bool isVideo(const AVStream& stream) const {
+        return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+               !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC);
+    }
+
+    // Whether a packet of video may still come: some containers name their streams only as they appear.
+    bool mayHaveVideo() const {
+        const std::span streams(format_->streams, format_->nb_streams);
+        return (format_->ctx_flags & AVFMTCTX_NOHEADER) ||
+               std::any_of(streams.begin(), streams.end(), [&](const AVStream* s) { return isVideo(*s); });
+    }
+
+    // The next packet of the first video stream that appears, kept for next().
+    bool readVideo() {
+        if (!mayHaveVideo()) return false;
+        for (int failures = 0;;) {
+            av_packet_unref(packet_.get());
+            const int status = av_read_frame(format_.get(), packet_.get());
+            if (status == AVERROR_EOF || (status < 0 && ++failures > maxFailures)) return false;
+            if (status < 0) continue;
+            AVStream* stream = format_->streams[packet_->stream_index];
+            if (!stream_ && isVideo(*stream)) stream_ = stream;
+            if (stream == stream_ && packet_->size > 0) break;
+        }
+        held_ = true;
+        return true;
+    }
+
+    std::unique_ptr<AVIOContext, IoCloser> io_;
+    std::unique_ptr<AVFormatContext, FormatCloser> format_;  // before io_ in destruction, which it uses
+    std::unique_ptr<AVPacket, PacketFreer> packet_;
+    AVStream* stream_ = nullptr;
+    std::span<const std::uint8_t> headers_;
+    bool held_ = false;  // packet_ has not been handed out yet
+};
+
+}  // namespace
+
+std::unique_ptr<Source> openContainer(std::unique_ptr<Input>& input, std::string& reason) {
+    av_log_set_level(AV_LOG_QUIET);
+    auto container = std::make_unique<Container>(std::move(input));
+    std::string missing = container->open();
+    if (missing.empty()) return container;
+    reason = std::move(missing);
+    input = container->takeInput();
+    input->seek(0);
+    return nullptr;
+}
+
+}  // namespace qvo

@@ -1,0 +1,108 @@
+// qvo: decodes video streams with the example codecs.
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <string>
+
+#include "commands.h"
+#include "failure.h"
+
+namespace qvo {
+
+namespace {
+
+volatile sig_atomic_t signalled = 0;
+
+void catchSignals() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { signalled = 1; };
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}
+
+void addCodecOption(CLI::App& command, const Codec*& codec) {
+    const auto set = [&codec](const std::string& name) {
+        codec = findCodec(name);
+        if (!codec) throw CLI::ValidationError("--codec", "no codec " + name + "; there are: " + codecNames());
+    };
+    command.add_option_function<std::string>("--codec", set, "The codec, instead of finding out by content")
+        ->type_name("NAME");
+}
+
+int run(int argc, char** argv) {
+    CLI::App app{"Decodes video streams.", "qvo"};
+    app.require_subcommand(1);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("qvo: ") + error.what() + " (qvo --help shows how)\n";
+    });
+    app.footer("Codecs: " + codecNames());
+
+    DecodeOptions decodeOptions;
+    CLI::App& decodeCommand = *app.add_subcommand("decode", "Decode a video stream");
+    decodeCommand.add_option("FILE", decodeOptions.input, "The stream; - for standard input")->required();
+    decodeCommand.add_option("-o", decodeOptions.output, "Video file, .y4m or .yuv; - for standard output")
+        ->type_name("OUT");
+    const std::map<std::string, VideoFormat> formats = {{"y4m", VideoFormat::y4m}, {"yuv", VideoFormat::yuv}};
+    decodeCommand
+        .add_option_function<std::string>(
+            "--format", [&](const std::string& name) { decodeOptions.format = formats.at(name); },
+            "Format of OUT, instead of by its name")
+        ->check(CLI::IsMember(formats).description(""))
+        ->type_name("y4m|yuv");
+    decodeCommand.add_flag("--md5", decodeOptions.md5, "Print the MD5 of all frames as planar 4:2:0");
+    decodeCommand.add_option("--frames", decodeOptions.frames, "Stop after N frames")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    decodeCommand.add_option("--png", decodeOptions.pngFolder, "Write every frame as PNG into DIR")->type_name("DIR");
+    decodeCommand.add_option("--sheet", decodeOptions.sheet, "Write a contact sheet of twelve frames as PNG")
+        ->type_name("PNG");
+    decodeCommand.add_flag("--stats", decodeOptions.stats, "Print frames per second and time per stage");
+    addCodecOption(decodeCommand, decodeOptions.codec);
+
+    std::string infoInput;
+    const Codec* infoCodec = nullptr;
+    CLI::App& infoCommand = *app.add_subcommand("info", "Print what a stream says about itself");
+    infoCommand.add_option("FILE", infoInput, "The stream; - for standard input")->required();
+    addCodecOption(infoCommand, infoCodec);
+
+    CompareOptions compareOptions;
+    CLI::App& compareCommand = *app.add_subcommand("compare", "Print the PSNR between two decoded videos");
+    compareCommand.add_option("A", compareOptions.first, "Video file, .y4m or planar 4:2:0")->required();
+    compareCommand.add_option("B", compareOptions.second, "Video file, .y4m or planar 4:2:0")->required();
+    compareCommand.add_option("--size", compareOptions.size, "Picture size, where neither file says it")
+        ->type_name("WxH");
+    compareCommand.add_option("--floor", compareOptions.floor, "Fail where a frame is below")->type_name("DB");
+    compareCommand.add_flag("-q,--quiet", compareOptions.quiet, "Only the summary");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? exitDone : exitFailed;
+    }
+    if (decodeCommand.parsed()) return decode(decodeOptions);
+    if (infoCommand.parsed()) return info(infoInput, infoCodec);
+    return compare(compareOptions);
+}
+
+}  // namespace
+
+bool interrupted() {
+    return signalled;
+}
+
+}  // namespace qvo
+
+int main(int argc, char** argv) {
+    qvo::catchSignals();
+    try {
+        return qvo::run(argc, argv);
+    } catch (const qvo::Interrupted&) {
+        return qvo::exitInterrupted;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "qvo: %s\n", error.what());
+        return qvo::exitFailed;
+    }
+}

@@ -1,0 +1,81 @@
+#include "registry.h"
+
+#include <algorithm>
+
+#include "mpeg2/decoder.h"
+
+namespace qvo {
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+// A sequence header (ISO/IEC 13818-2, 6.2.2.1; the same in ISO/IEC 11172-2) with no forbidden value in it.
+// `header` begins behind the start code.
+bool isMpegSequenceHeader(Bytes header) {
+    if (header.size() < 8) return false;
+    const int width = header[0] << 4 | header[1] >> 4;
+    const int height = (header[1] & 15) << 8 | header[2];
+    const int aspect = header[3] >> 4;
+    const int rate = header[3] & 15;
+    const bool marker = header[6] & 0x20;
+    return width && height && aspect >= 1 && aspect <= 14 && rate >= 1 && rate <= 8 && marker;
+}
+
+// A stream begins with a sequence header; one that was cut has a header further on, and no start code of a system
+// stream (ISO/IEC 13818-1) before it.
+Certainty probeMpegVideo(Bytes head) {
+    bool first = true;
+    bool zeros = true;  // nothing but zero stuffing so far
+    for (std::size_t i = 0; i + 4 <= head.size(); ++i) {
+        zeros = zeros && head[i] == 0;
+        if (head[i] || head[i + 1] || head[i + 2] != 1) continue;
+        const int code = head[i + 3];
+        if (code >= 0xB9) return unlikely;
+        if (code == 0xB3 && isMpegSequenceHeader(head.subspan(i + 4))) return first && zeros ? certain : possible;
+        first = false;
+    }
+    return unlikely;
+}
+
+}  // namespace
+
+const std::vector<Codec>& registry() {
+    static const std::vector<Codec> codecs = {
+        {{"mpeg2", "mpeg1", "mpeg2video", "mpeg1video", "mpegvideo"}, probeMpegVideo, codecs::makeMpeg2Decoder},
+    };
+    return codecs;
+}
+
+const Codec* findCodec(std::string_view name) {
+    for (const Codec& codec : registry())
+        if (std::find(codec.names.begin(), codec.names.end(), name) != codec.names.end()) return &codec;
+    return nullptr;
+}
+
+const Codec* probeCodecs(Bytes head, Certainty atLeast) {
+    const Codec* best = nullptr;
+    Certainty bestCertainty = unlikely;
+    for (const Codec& codec : registry()) {
+        const Certainty certainty = codec.probe(head);
+        if (certainty < atLeast || certainty <= bestCertainty) continue;
+        best = &codec;
+        bestCertainty = certainty;
+    }
+    return best;
+}
+
+std::string codecNames() {
+    std::string text;
+    for (const Codec& codec : registry()) {
+        if (!text.empty()) text += ", ";
+        for (std::size_t i = 0; i < codec.names.size(); ++i) {
+            text += i == 0 ? "" : i == 1 ? " (" : ", ";
+            text += codec.names[i];
+        }
+        if (codec.names.size() > 1) text += ")";
+    }
+    return text;
+}
+
+}  // namespace qvo

@@ -1,0 +1,170 @@
+// Damaged streams: decoding goes on, says how much it concealed, and harms no more of the video than it has to.
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support.h"
+#include "support/random.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int width = 176;
+constexpr int height = 144;
+constexpr int frames = 24;
+
+// One file per codec; the first GOP's headers stay whole in every test.
+constexpr std::size_t headers = 200;
+
+std::string cleanClip(const std::string& codecOptions, const std::string& extension) {
+    return ffmpeg("-f lavfi -i testsrc2=s=176x144:r=25,scroll=h=0.01 -frames:v 24 -g 12 -bf 2 -q:v 3 " + codecOptions,
+                  extension);
+}
+
+// Where each picture begins, with its coding type (ISO/IEC 13818-2, 6.2.3): 1 I, 2 P, 3 B.
+struct PictureStart {
+    std::size_t at;
+    int type;
+};
+
+std::vector<PictureStart> findPictures(const Bytes& stream) {
+    std::vector<PictureStart> pictures;
+    for (std::size_t i = 0; i + 6 < stream.size(); ++i)
+        if (stream[i] == 0 && stream[i + 1] == 0 && stream[i + 2] == 1 && stream[i + 3] == 0)
+            pictures.push_back({i, stream[i + 5] >> 3 & 7});
+    return pictures;
+}
+
+// The number of macroblocks the summary names; 0 where there is no such line or more than it.
+int concealed(const Ran& ran) {
+    const std::size_t at = ran.err.find("damaged: ");
+    int count = 0;
+    if (at == std::string::npos || ran.err.find('\n') != ran.err.size() - 1) return 0;
+    if (std::sscanf(ran.err.c_str() + at, "damaged: %d macroblocks concealed", &count) != 1) return 0;
+    return count;
+}
+
+struct Case {
+    const char* name;
+    const char* options;
+    const char* extension;
+};
+
+void PrintTo(const Case& c, std::ostream* to) {
+    *to << c.name;
+}
+
+class Damage : public testing::TestWithParam<Case> {
+  protected:
+    void SetUp() override {
+        const std::string clip = cleanClip(GetParam().options, GetParam().extension);
+        stream_ = readFile(clip);
+        ASSERT_EQ(qvo("decode " + clip + " -o " + workPath("clean.yuv")).code, 0);
+        ASSERT_EQ(clean().frames(), frames);
+    }
+
+    Video clean() const { return {workPath("clean.yuv"), width, height}; }
+    Video damaged() const { return {workPath("damaged.yuv"), width, height}; }
+
+    Ran decode(const Bytes& bytes) {
+        writeFile(workPath("damaged.bin"), bytes);
+        return qvo("decode " + workPath("damaged.bin") + " -o " + workPath("damaged.yuv"));
+    }
+
+    // Decodes and expects the summary; frames may be lost or gained where a picture's start was hit.
+    void expectGoesOn(const Bytes& bytes, int fewest) {
+        const Ran ran = decode(bytes);
+        ASSERT_EQ(ran.code, 0) << ran.err;
+        EXPECT_GT(concealed(ran), 0) << ran.err;
+        EXPECT_GE(damaged().frames(), fewest);
+        EXPECT_LE(damaged().frames(), frames + 4);
+    }
+
+    Bytes stream_;
+};
+
+TEST_P(Damage, InOnePictureBStaysThere) {
+    const auto pictures = findPictures(stream_);
+    std::size_t b = 0;
+    while (pictures[b].type != 3)
+        ++b;
+    const std::size_t middle = (pictures[b].at + pictures[b + 1].at) / 2;
+    for (std::size_t i = middle; i < middle + 12; ++i)
+        stream_[i] = 0;
+
+    const Ran ran = decode(stream_);
+    ASSERT_EQ(ran.code, 0) << ran.err;
+    EXPECT_GT(concealed(ran), 0) << ran.err;
+    EXPECT_LE(concealed(ran), width / 16 * height / 16);
+    const Video before = clean(), after = damaged();
+    ASSERT_EQ(after.frames(), frames);
+    int changed = 0;
+    for (int i = 0; i < frames; ++i)
+        changed += !after.sameFrame(before, i);
+    EXPECT_EQ(changed, 1);
+}
+
+TEST_P(Damage, CutShort) {
+    const auto pictures = findPictures(stream_);
+    const std::size_t last = pictures.size() / 2;
+    stream_.resize((pictures[last].at + pictures[last + 1].at) / 2);
+
+    const Ran ran = decode(stream_);
+    ASSERT_EQ(ran.code, 0) << ran.err;
+    EXPECT_GT(concealed(ran), 0) << ran.err;
+    const Video before = clean(), after = damaged();
+    EXPECT_EQ(after.frames(), static_cast<int>(last) + 1);
+    // All but the cut picture and what it may stand between in display order.
+    for (int i = 0; i + 4 < after.frames(); ++i)
+        EXPECT_TRUE(after.sameFrame(before, i)) << "frame " << i;
+}
+
+TEST_P(Damage, CutAtTheBeginning) {
+    // From within the first GOP: the decoder finds the next sequence header.
+    stream_.erase(stream_.begin(), stream_.begin() + static_cast<std::ptrdiff_t>(headers));
+    const Ran ran = decode(stream_);
+    ASSERT_EQ(ran.code, 0) << ran.err;
+    EXPECT_GE(damaged().frames(), frames / 2);
+}
+
+TEST_P(Damage, FlippedBits) {
+    for (const int flips : {8, 200}) {
+        Random random(static_cast<std::uint64_t>(flips));
+        Bytes bytes = stream_;
+        for (int i = 0; i < flips; ++i) {
+            const auto at = static_cast<std::size_t>(random.range(headers, static_cast<int>(bytes.size()) - 1));
+            bytes[at] = static_cast<std::uint8_t>(bytes[at] ^ 1 << random.range(0, 7));
+        }
+        SCOPED_TRACE(flips);
+        expectGoesOn(bytes, frames / 2);
+    }
+}
+
+TEST_P(Damage, DroppedBytes) {
+    Random random(7);
+    for (int i = 0; i < 20; ++i) {
+        const auto at = random.range(headers, static_cast<int>(stream_.size()) - 100);
+        stream_.erase(stream_.begin() + at, stream_.begin() + at + random.range(1, 50));
+    }
+    expectGoesOn(stream_, frames / 2);
+}
+
+TEST_P(Damage, NoiseAfterTheHeaders) {
+    Random random(3);
+    for (std::size_t i = headers; i < stream_.size(); ++i)
+        stream_[i] = static_cast<std::uint8_t>(random.next());
+    const Ran ran = decode(stream_);
+    EXPECT_TRUE(ran.code == 0 || ran.code == 2) << ran.code << ran.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(Mpeg, Damage,
+                         testing::Values(Case{"Mpeg1", "-c:v mpeg1video", ".m1v"},
+                                         Case{"Mpeg2", "-c:v mpeg2video", ".m2v"},
+                                         Case{"Mpeg2Interlaced",
+                                              "-c:v mpeg2video -flags +ildct+ilme -intra_vlc 1 -alternate_scan 1",
+                                              ".m2v"}),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+
+}  // namespace

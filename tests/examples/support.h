@@ -1,0 +1,51 @@
+// Running qvo and ffmpeg, and judging what they decode.
+#ifndef QVOVC_TESTS_EXAMPLES_SUPPORT_H
+#define QVOVC_TESTS_EXAMPLES_SUPPORT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// What a program did: its exit code and what it printed.
+struct Ran {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+// Runs qvo with these arguments, as in a shell.
+Ran qvo(const std::string& arguments);
+
+// A path in this test's own folder.
+std::string workPath(const std::string& name);
+
+std::vector<std::uint8_t> readFile(const std::string& path);
+void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes);
+
+// The path of what ffmpeg writes to a file of this extension with these arguments. Kept for the next run of the same
+// command, so never change the file.
+std::string ffmpeg(const std::string& arguments, const std::string& extension);
+
+// ffmpeg's decode of a stream as planar 4:2:0.
+std::string referenceDecode(const std::string& stream);
+
+// Planar 4:2:0 frames of one size in one piece.
+class Video {
+  public:
+    Video(const std::string& path, int width, int height);
+
+    // Whole frames.
+    int frames() const { return static_cast<int>(bytes_.size() / frameSize_); }
+    bool sameFrame(const Video& other, int frame) const;
+    // Pooled over the three planes; a large number for equal frames.
+    double psnr(const Video& other, int frame) const;
+
+  private:
+    std::vector<std::uint8_t> bytes_;
+    std::size_t frameSize_;
+};
+
+// Decodes a stream with qvo and expects that many frames, each at or above the floor against ffmpeg's decode.
+void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor);
+
+#endif
