@@ -28,6 +28,13 @@ QVO_API extern const Qvo8u _qvoClassicalZigzag[64];
 QVO_API extern const Qvo8u _qvoHorizontalZigzag[64];
 QVO_API extern const Qvo8u _qvoVerticalZigzag[64];
 
+/* ---- MPEG-1/2 metrics ---- */
+
+/* Sum of absolute differences of 16x16 samples from a reference at full-pel position; steps in bytes, not checked.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus _qvoiSAD_16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                       Qvo32s* pSAD);
+
 #ifdef __cplusplus
 }
 #endif

@@ -340,6 +340,144 @@ QVO_API QvoStatus qvoiReconBlock_8x8(const Qvo8u* pPred, Qvo32s predStep, const 
 
 /* ---- block differences and metrics --------------------------------------------------------------------------- */
 
+/* Half-pel positions (mcType) and predictions are those of motion compensation: the same four averages, the same
+ * memory read beyond the block. Steps are the distances of rows in bytes unless a comment says otherwise; they are not
+ * checked and may be negative. */
+
+/* Difference of a block from its half-pel prediction: the residual that motion compensation adds back.
+ *
+ * pSrcCur, srcCurStep    block to be coded
+ * pSrcRef..., ...        as in motion compensation, with the rounding control
+ * pDstDiff, dstDiffStep  receives source minus prediction; the step is in bytes, even
+ * pDstPred, dstPredStep  receives the prediction, 16 bits a sample, unless null; the step is in bytes, even
+ *
+ * The forms with two references give (2 * source - pF - pB) >> 1, so that the mean of the predictions rounds halves up
+ * as in motion compensation.
+ * Statuses: -8 pSrcCur, a reference or pDstDiff is null. */
+QVO_API QvoStatus qvoiGetDiff16x16_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef,
+                                            Qvo32s srcRefStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred,
+                                            Qvo32s dstPredStep, Qvo32s mcType, Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff16x8_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef,
+                                           Qvo32s srcRefStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred,
+                                           Qvo32s dstPredStep, Qvo32s mcType, Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x16_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef,
+                                           Qvo32s srcRefStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred,
+                                           Qvo32s dstPredStep, Qvo32s mcType, Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x8_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef,
+                                          Qvo32s srcRefStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred,
+                                          Qvo32s dstPredStep, Qvo32s mcType, Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x4_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef,
+                                          Qvo32s srcRefStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred,
+                                          Qvo32s dstPredStep, Qvo32s mcType, Qvo32s roundControl);
+
+QVO_API QvoStatus qvoiGetDiff16x16B_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF,
+                                             Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                             Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, Qvo32s dstDiffStep,
+                                             Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff16x8B_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF,
+                                            Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                            Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, Qvo32s dstDiffStep,
+                                            Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x16B_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF,
+                                            Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                            Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, Qvo32s dstDiffStep,
+                                            Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x8B_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF,
+                                           Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                           Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, Qvo32s dstDiffStep,
+                                           Qvo32s roundControl);
+QVO_API QvoStatus qvoiGetDiff8x4B_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF,
+                                           Qvo32s srcRefStepF, Qvo32s mcTypeF, const Qvo8u* pSrcRefB,
+                                           Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, Qvo32s dstDiffStep,
+                                           Qvo32s roundControl);
+
+/* Difference of a block of 4x4 samples from predicted ones. Unlike everywhere else dstDiffStep counts elements.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiGetDiff4x4_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcPred,
+                                          Qvo32s srcPredStep, Qvo16s* pDstDiff, Qvo32s dstDiffStep);
+
+/* Per block of 4x4 samples, in raster order, the sum of source minus prediction: 16 sums of a macroblock, 4 of an 8x8
+ * block. pDiff, unless null, receives the differences of all samples in raster order, contiguous rows of 16 or 8.
+ * Statuses: -8 pSrc, pPred or pSums is null. */
+QVO_API QvoStatus qvoiSumsDiff16x16Blocks4x4_8u16s_C1(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred,
+                                                      Qvo32s predStep, Qvo16s* pSums, Qvo16s* pDiff);
+QVO_API QvoStatus qvoiSumsDiff8x8Blocks4x4_8u16s_C1(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred,
+                                                    Qvo32s predStep, Qvo16s* pSums, Qvo16s* pDiff);
+
+/* Differences of a block of 8x8 samples from 64 contiguous predicted ones, 8 a row, into 64 contiguous values; the SAD
+ * form also gives the sum of their magnitudes.
+ * Statuses: qvoStatusBadArg (-5, not -8) a pointer is null. */
+QVO_API QvoStatus qvoiComputeTextureErrorBlock_8u16s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred,
+                                                     Qvo16s* pDiff);
+QVO_API QvoStatus qvoiComputeTextureErrorBlock_SAD_8u16s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred,
+                                                         Qvo16s* pDiff, Qvo32s* pSAD);
+
+/* Sum of absolute differences from the half-pel prediction of one reference; averages round halves up. mcType stands
+ * behind the result.
+ * Statuses: -8 pSrc or pRef is null. pSAD is not checked and must not be null. */
+QVO_API QvoStatus qvoiSAD16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                     Qvo32s* pSAD, Qvo32s mcType);
+QVO_API QvoStatus qvoiSAD8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                       Qvo32s* pSAD, Qvo32s mcType);
+
+/* Sum of absolute differences of 4x4 samples from a reference at full-pel position.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiSAD4x4_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                   Qvo32s* pSAD);
+
+/* Sums of absolute differences of each 8x8 quadrant (4 sums) or each 4x4 block (16 sums) of a macroblock from a
+ * reference at full-pel position, in raster order.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiSAD16x16Blocks8x8_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                              Qvo16u* pSADs);
+QVO_API QvoStatus qvoiSAD16x16Blocks4x4_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                              Qvo16u* pSADs);
+
+/* Sum of squared differences from the half-pel prediction of one reference, or from the mean of two: (pF + pB + 1) >> 1.
+ * Averages round halves up. mcType stands before the result.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiSqrDiff16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                         Qvo32s mcType, Qvo32s* pSqrDiff);
+QVO_API QvoStatus qvoiSqrDiff16x16B_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRefF, Qvo32s refStepF,
+                                          Qvo32s mcTypeF, const Qvo8u* pRefB, Qvo32s refStepB, Qvo32s mcTypeB,
+                                          Qvo32s* pSqrDiff);
+
+/* 256 times the variance of a macroblock: Q - S * S / 256 with S the sum and Q the sum of the squares of its samples.
+ * S * S wraps in 32 signed bits once S exceeds 46340 (a mean above 181), and the division truncates toward zero: flat
+ * blocks of 255 or of 200 give 16777216.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiVariance16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar);
+
+/* Variance Q / 64 - (S / 64)^2 of a block of 8x8 samples, truncated, and the sum S of its samples (not the mean).
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiVarMean8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum);
+QVO_API QvoStatus qvoiVarMean8x8_16s32s_C1R(const Qvo16s* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum);
+
+/* Variance and mean of the residual of each 8x8 quadrant, in raster order, of a block of 16x16 (4 quadrants) or 16x8
+ * samples (2) against the half-pel prediction of one reference; averages round halves up.
+ *
+ * pSrcSum  sums of the source's samples per quadrant, as from qvoiVarMean8x8_8u32s_C1R
+ * pVar     receives (D - m * m) / 64, or 0 unless D exceeds m * m, with D the sum of squared differences and m the mean
+ * pMean    receives m, eight times the mean residual: (sum of the source - sum of the prediction) / 8, truncated
+ *          toward zero
+ *
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiVarMeanDiff16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                                 const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType);
+QVO_API QvoStatus qvoiVarMeanDiff16x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                                const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType);
+
+/* Whether a macroblock holds many edges: *pResult becomes 1 if more than countThreshold of its samples differ by more
+ * than diffThreshold from the right neighbour or from the one below, else 0. The samples of the last row and of the
+ * last column only serve as neighbours.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u diffThreshold,
+                                              Qvo8u countThreshold, Qvo8u* pResult);
+
+/* Sum of the absolute deviations of a macroblock's samples from their mean, (S + 128) >> 8.
+ * Statuses: -8 pSrc is null. pMeanAbsDev is not checked and must not be null. */
+QVO_API QvoStatus qvoiMeanAbsDev16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pMeanAbsDev);
+
 #ifdef __cplusplus
 }
 #endif

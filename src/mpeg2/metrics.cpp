@@ -1,0 +1,96 @@
+// Matching metrics: sums of absolute and of squared differences between a block and a reference.
+#include <cstddef>
+
+#include "prediction.h"
+#include "qvovc/internals.h"
+#include "sums.h"
+
+namespace qvovc {
+namespace {
+
+template <int W, int H>
+inline Qvo32s sad(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s mcType) {
+    Qvo8u src[W * H], p[W * H];
+    gather<W, H>(pSrc, srcStep, src);
+    predict<W, H, kPlain>(pRef, refStep, mcType, 0, p);
+    return sumAbsDiff<W * H>(src, p);
+}
+
+// Against contiguous predicted samples.
+Qvo32s ssd16x16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* p) {
+    Qvo8u src[256];
+    gather<16, 16>(pSrc, srcStep, src);
+    return sumSqrDiff<256>(src, p);
+}
+
+}  // namespace
+}  // namespace qvovc
+
+QvoStatus _qvoiSAD_16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD) {
+    if (qvovc::anyNull(pSrc, pRef, pSAD)) return qvoStatusNullPtr;
+    *pSAD = qvovc::sad<16, 16>(pSrc, srcStep, pRef, refStep, qvoMcFullPel);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSAD16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD,
+                             Qvo32s mcType) {
+    if (qvovc::anyNull(pSrc, pRef)) return qvoStatusNullPtr;
+    *pSAD = qvovc::sad<16, 16>(pSrc, srcStep, pRef, refStep, mcType);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSAD8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD,
+                               Qvo32s mcType) {
+    if (qvovc::anyNull(pSrc, pRef)) return qvoStatusNullPtr;
+    *pSAD = qvovc::sad<8, 8>(pSrc, srcStep, pRef, refStep, mcType);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSAD4x4_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD) {
+    if (qvovc::anyNull(pSrc, pRef, pSAD)) return qvoStatusNullPtr;
+    *pSAD = qvovc::sad<4, 4>(pSrc, srcStep, pRef, refStep, qvoMcFullPel);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSAD16x16Blocks8x8_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                      Qvo16u* pSADs) {
+    if (qvovc::anyNull(pSrc, pRef, pSADs)) return qvoStatusNullPtr;
+    for (int q = 0; q < 4; ++q) {
+        const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
+        pSADs[q] = static_cast<Qvo16u>(
+            qvovc::sad<8, 8>(pSrc + y * srcStep + x, srcStep, pRef + y * refStep + x, refStep, qvoMcFullPel));
+    }
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSAD16x16Blocks4x4_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                      Qvo16u* pSADs) {
+    if (qvovc::anyNull(pSrc, pRef, pSADs)) return qvoStatusNullPtr;
+    Qvo8u src[256], ref[256];
+    Qvo16u diff[256];
+    qvovc::gather<16, 16>(pSrc, srcStep, src);
+    qvovc::gather<16, 16>(pRef, refStep, ref);
+    for (int i = 0; i < 256; ++i)
+        diff[i] = static_cast<Qvo16u>(std::abs(src[i] - ref[i]));
+    qvovc::sumBlocks4x4<16, 16>(diff, pSADs);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSqrDiff16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s mcType,
+                                 Qvo32s* pSqrDiff) {
+    if (qvovc::anyNull(pSrc, pRef, pSqrDiff)) return qvoStatusNullPtr;
+    Qvo8u p[256];
+    qvovc::predict<16, 16, qvovc::kPlain>(pRef, refStep, mcType, 0, p);
+    *pSqrDiff = qvovc::ssd16x16(pSrc, srcStep, p);
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiSqrDiff16x16B_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRefF, Qvo32s refStepF,
+                                  Qvo32s mcTypeF, const Qvo8u* pRefB, Qvo32s refStepB, Qvo32s mcTypeB,
+                                  Qvo32s* pSqrDiff) {
+    if (qvovc::anyNull(pSrc, pRefF, pRefB, pSqrDiff)) return qvoStatusNullPtr;
+    Qvo8u p[256];
+    qvovc::predictBoth<16, 16, qvovc::kPlain>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, 0, p);
+    *pSqrDiff = qvovc::ssd16x16(pSrc, srcStep, p);
+    return qvoStatusOk;
+}

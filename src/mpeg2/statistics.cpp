@@ -1,0 +1,125 @@
+// Statistics of one block, and of the residual it leaves against a prediction.
+#include <cstddef>
+
+#include "prediction.h"
+#include "sums.h"
+
+namespace qvovc {
+namespace {
+
+struct Sums {
+    Qvo32s sum;
+    long long squares;  // 64 squares of 16-bit samples need 36 bits
+};
+
+Sums sumsOf(const Qvo8u (&block)[64]) {
+    Qvo32s sum = 0, squares = 0;
+    for (const Qvo8u sample : block) {
+        sum += sample;
+        squares += sample * sample;
+    }
+    return {sum, squares};
+}
+
+Sums sumsOf(const Qvo16s (&block)[64]) {
+    Qvo32s sum = 0;
+    long long squares = 0;
+    for (const Qvo16s sample : block) {
+        sum += sample;
+        squares += sample * sample;
+    }
+    return {sum, squares};
+}
+
+template <class T>
+QvoStatus varMean8x8(const T* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
+    if (anyNull(pSrc) || anyNull(pVar, pSum)) return qvoStatusNullPtr;
+    T block[64];
+    gather<8, 8>(pSrc, srcStep, block);
+    const Sums sums = sumsOf(block);
+    // Exact: every term is a multiple of 2^-12 below 2^31.
+    const double mean = sums.sum / 64.0;
+    *pVar = static_cast<Qvo32s>(static_cast<double>(sums.squares) / 64.0 - mean * mean);
+    *pSum = sums.sum;
+    return qvoStatusOk;
+}
+
+// Per quadrant of 8x8: the variance of the residual and eight times its mean, the source's sums being given.
+template <int H>
+QvoStatus varMeanDiff16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, const Qvo32s* pSrcSum,
+                        Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
+    if (anyNull(pSrc, pRef) || anyNull(pSrcSum, pVar, pMean)) return qvoStatusNullPtr;
+    for (int q = 0; q < H / 4; ++q) {
+        const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
+        Qvo8u src[64], p[64];
+        gather<8, 8>(pSrc + y * srcStep + x, srcStep, src);
+        predict<8, 8, kPlain>(pRef + y * refStep + x, refStep, mcType, 0, p);
+        const Qvo32s squares = sumSqrDiff<64>(src, p);
+        const Qvo32s mean = (pSrcSum[q] - sum<64>(p)) / 8;
+        pMean[q] = mean;
+        pVar[q] = squares > mean * mean ? (squares - mean * mean) / 64 : 0;
+    }
+    return qvoStatusOk;
+}
+
+}  // namespace
+}  // namespace qvovc
+
+QvoStatus qvoiVariance16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar) {
+    if (qvovc::anyNull(pSrc) || qvovc::anyNull(pVar)) return qvoStatusNullPtr;
+    Qvo8u block[256];
+    qvovc::gather<16, 16>(pSrc, srcStep, block);
+    Qvo32s sum = 0, squares = 0;
+    for (const Qvo8u sample : block) {
+        sum += sample;
+        squares += sample * sample;
+    }
+    *pVar = squares - sum * sum / 256;  // the square wraps above 46340
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiVarMean8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
+    return qvovc::varMean8x8(pSrc, srcStep, pVar, pSum);
+}
+
+QvoStatus qvoiVarMean8x8_16s32s_C1R(const Qvo16s* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
+    return qvovc::varMean8x8(pSrc, srcStep, pVar, pSum);
+}
+
+QvoStatus qvoiVarMeanDiff16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                         const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
+    return qvovc::varMeanDiff16<16>(pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+}
+
+QvoStatus qvoiVarMeanDiff16x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                                        const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
+    return qvovc::varMeanDiff16<8>(pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+}
+
+QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u diffThreshold, Qvo8u countThreshold,
+                                      Qvo8u* pResult) {
+    if (qvovc::anyNull(pSrc, pResult)) return qvoStatusNullPtr;
+    Qvo8u block[256], edge[15 * 16];
+    qvovc::gather<16, 16>(pSrc, srcStep, block);
+    // Column 15 compares with the next row's first sample and is taken out below.
+    for (int i = 0; i < 15 * 16; ++i)
+        edge[i] = (std::abs(block[i] - block[i + 1]) > diffThreshold) |
+                  (std::abs(block[i] - block[i + 16]) > diffThreshold);
+    Qvo32s count = qvovc::sum<15 * 16>(edge);
+    for (int y = 0; y < 15; ++y)
+        count -= edge[16 * y + 15];
+    *pResult = count > countThreshold;
+    return qvoStatusOk;
+}
+
+QvoStatus qvoiMeanAbsDev16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pMeanAbsDev) {
+    if (qvovc::anyNull(pSrc)) return qvoStatusNullPtr;
+    Qvo8u block[256];
+    qvovc::gather<16, 16>(pSrc, srcStep, block);
+    const Qvo32s mean = (qvovc::sum<256>(block) + 128) >> 8;
+    Qvo32s deviation = 0;
+    for (const Qvo8u sample : block)
+        deviation += std::abs(sample - mean);
+    *pMeanAbsDev = deviation;
+    return qvoStatusOk;
+}

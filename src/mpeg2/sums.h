@@ -1,0 +1,53 @@
+// Sums over contiguous blocks, shared by block differences, metrics and statistics.
+#ifndef QVOVC_SRC_MPEG2_SUMS_H
+#define QVOVC_SRC_MPEG2_SUMS_H
+
+#include <cstdlib>
+
+#include "qvovc/types.h"
+
+namespace qvovc {
+namespace {
+
+template <int kCount>
+inline Qvo32s sum(const Qvo8u* v) {
+    Qvo32s total = 0;
+    for (int i = 0; i < kCount; ++i)
+        total += v[i];
+    return total;
+}
+
+template <int kCount>
+inline Qvo32s sumAbsDiff(const Qvo8u* a, const Qvo8u* b) {
+    Qvo32s total = 0;
+    for (int i = 0; i < kCount; ++i)
+        total += std::abs(a[i] - b[i]);
+    return total;
+}
+
+template <int kCount>
+inline Qvo32s sumSqrDiff(const Qvo8u* a, const Qvo8u* b) {
+    Qvo32s total = 0;
+    for (int i = 0; i < kCount; ++i) {
+        const Qvo16s diff = static_cast<Qvo16s>(a[i] - b[i]);  // 16 bits make this a multiply-and-add of vectors
+        total += diff * diff;
+    }
+    return total;
+}
+
+// The sums of each 4x4 block, in raster order, kept in 16 bits.
+template <int W, int H, class T>
+inline void sumBlocks4x4(const T* block, T* sums) {
+    for (int y = 0; y < H; y += 4, block += 4 * W) {
+        T columns[W];
+        for (int x = 0; x < W; ++x)
+            columns[x] = static_cast<T>(block[x] + block[x + W] + block[x + 2 * W] + block[x + 3 * W]);
+        for (int x = 0; x < W; x += 4)
+            *sums++ = static_cast<T>(columns[x] + columns[x + 1] + columns[x + 2] + columns[x + 3]);
+    }
+}
+
+}  // namespace
+}  // namespace qvovc
+
+#endif
