@@ -43,12 +43,30 @@ void differenceBothPlain(int width, int height, const Qvo8u* pCur, Qvo32s curSte
 
 // The differences of a block from contiguous predicted samples, contiguous too.
 template <int W, int H>
-inline void subtract(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* p, Qvo16s* diff) {
+[[gnu::always_inline]] inline void subtract(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* p, Qvo16s* diff) {
     Qvo8u cur[W * H];
     gather<W, H>(pCur, curStep, cur);
     for (int i = 0; i < W * H; ++i)
         diff[i] = static_cast<Qvo16s>(cur[i] - p[i]);
 }
+
+template <int W, int H>
+struct Difference {
+    using Kernel = void(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s, Qvo16s*, Qvo32s, Qvo16s*, Qvo32s);
+    template <Kind kKind, int kRounding>
+    static void run(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep, Qvo16s* pDiff,
+                    Qvo32s diffStep, Qvo16s* pPred, Qvo32s predStep) {
+        Qvo8u p[W * H];
+        Qvo16s block[W * H];
+        predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
+        subtract<W, H>(pCur, curStep, p, block);
+        scatter<W, H>(block, pDiff, diffStep);
+        if (pPred == nullptr) return;
+        for (int i = 0; i < W * H; ++i)
+            block[i] = p[i];
+        scatter<W, H>(block, pPred, predStep);
+    }
+};
 
 template <int W, int H>
 QvoStatus difference(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep, Qvo16s* pDiff,
@@ -58,16 +76,7 @@ QvoStatus difference(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32
         differencePlain(W, H, pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep, mcType, roundControl);
         return qvoStatusOk;
     }
-    Qvo8u p[W * H];
-    Qvo16s block[W * H];
-    predict<W, H, kPlain>(pRef, refStep, mcType, roundControl, p);
-    subtract<W, H>(pCur, curStep, p, block);
-    scatter<W, H>(block, pDiff, diffStep);
-    if (pPred != nullptr) {
-        for (int i = 0; i < W * H; ++i)
-            block[i] = p[i];
-        scatter<W, H>(block, pPred, predStep);
-    }
+    kernelFor<Difference<W, H>>(mcType, roundControl)(pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep);
     return qvoStatusOk;
 }
 

@@ -7,7 +7,8 @@ namespace {
 // Adds a residual to predicted samples and saturates. A residual beyond +-255 saturates whatever the prediction is,
 // so that limiting it first keeps the sum within 16 bits and the result the same.
 template <int W, int H>
-void addResidual(const Qvo8u* p, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep) {
+[[gnu::always_inline]] inline void addResidual(const Qvo8u* p, const Qvo16s* pResidual, Qvo32s residualStep,
+                                               Qvo8u* pDst, Qvo32s dstStep) {
     Qvo16s residual[W * H];
     Qvo8u sum[W * H];
     gather<W, H>(pResidual, residualStep, residual);
@@ -48,6 +49,18 @@ void compensateBothPlain(int width, int height, int neighbour, const Qvo8u* pRef
 }
 
 template <int W, int H, int kNeighbour>
+struct Compensate {
+    using Kernel = void(const Qvo8u*, Qvo32s, const Qvo16s*, Qvo32s, Qvo8u*, Qvo32s);
+    template <Kind kKind, int kRounding>
+    static void run(const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst,
+                    Qvo32s dstStep) {
+        Qvo8u p[W * H];
+        predictBlock<W, H, kNeighbour, kKind, kRounding>(pRef, refStep, p);
+        addResidual<W, H>(p, pResidual, residualStep, pDst, dstStep);
+    }
+};
+
+template <int W, int H, int kNeighbour>
 QvoStatus compensate(const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual, Qvo32s residualStep, Qvo8u* pDst,
                      Qvo32s dstStep, Qvo32s mcType, Qvo32s roundControl) {
     if (anyNull(pRef, pResidual, pDst)) return qvoStatusNullPtr;
@@ -56,9 +69,8 @@ QvoStatus compensate(const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual,
                         roundControl);
         return qvoStatusOk;
     }
-    Qvo8u p[W * H];
-    predict<W, H, kNeighbour>(pRef, refStep, mcType, roundControl, p);
-    addResidual<W, H>(p, pResidual, residualStep, pDst, dstStep);
+    kernelFor<Compensate<W, H, kNeighbour>>(mcType, roundControl)(pRef, refStep, pResidual, residualStep, pDst,
+                                                                  dstStep);
     return qvoStatusOk;
 }
 

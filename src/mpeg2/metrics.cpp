@@ -9,18 +9,33 @@ namespace qvovc {
 namespace {
 
 template <int W, int H>
-inline Qvo32s sad(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s mcType) {
-    Qvo8u src[W * H], p[W * H];
-    gather<W, H>(pSrc, srcStep, src);
-    predict<W, H, kPlain>(pRef, refStep, mcType, 0, p);
-    return sumAbsDiff<W * H>(src, p);
-}
+struct Sad {
+    using Kernel = Qvo32s(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
+    template <Kind kKind, int kRounding>
+    static Qvo32s run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
+        Qvo8u src[W * H], p[W * H];
+        gather<W, H>(pSrc, srcStep, src);
+        predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
+        return sumAbsDiff<W * H>(src, p);
+    }
+};
 
-// Against contiguous predicted samples.
-Qvo32s ssd16x16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* p) {
-    Qvo8u src[256];
-    gather<16, 16>(pSrc, srcStep, src);
-    return sumSqrDiff<256>(src, p);
+template <int W, int H>
+struct Ssd {
+    using Kernel = Qvo32s(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
+    template <Kind kKind, int kRounding>
+    static Qvo32s run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
+        Qvo8u src[W * H], p[W * H];
+        gather<W, H>(pSrc, srcStep, src);
+        predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
+        return sumSqrDiff<W * H>(src, p);
+    }
+};
+
+// At full-pel position.
+template <int W, int H>
+inline Qvo32s sadFull(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
+    return Sad<W, H>::template run<kFull, 0>(pSrc, srcStep, pRef, refStep);
 }
 
 }  // namespace
@@ -28,27 +43,27 @@ Qvo32s ssd16x16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* p) {
 
 QvoStatus _qvoiSAD_16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD) {
     if (qvovc::anyNull(pSrc, pRef, pSAD)) return qvoStatusNullPtr;
-    *pSAD = qvovc::sad<16, 16>(pSrc, srcStep, pRef, refStep, qvoMcFullPel);
+    *pSAD = qvovc::sadFull<16, 16>(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiSAD16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD,
                              Qvo32s mcType) {
     if (qvovc::anyNull(pSrc, pRef)) return qvoStatusNullPtr;
-    *pSAD = qvovc::sad<16, 16>(pSrc, srcStep, pRef, refStep, mcType);
+    *pSAD = qvovc::kernelFor<qvovc::Sad<16, 16>>(mcType, 0)(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiSAD8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD,
                                Qvo32s mcType) {
     if (qvovc::anyNull(pSrc, pRef)) return qvoStatusNullPtr;
-    *pSAD = qvovc::sad<8, 8>(pSrc, srcStep, pRef, refStep, mcType);
+    *pSAD = qvovc::kernelFor<qvovc::Sad<8, 8>>(mcType, 0)(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiSAD4x4_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s* pSAD) {
     if (qvovc::anyNull(pSrc, pRef, pSAD)) return qvoStatusNullPtr;
-    *pSAD = qvovc::sad<4, 4>(pSrc, srcStep, pRef, refStep, qvoMcFullPel);
+    *pSAD = qvovc::sadFull<4, 4>(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
@@ -58,7 +73,7 @@ QvoStatus qvoiSAD16x16Blocks8x8_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Q
     for (int q = 0; q < 4; ++q) {
         const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
         pSADs[q] = static_cast<Qvo16u>(
-            qvovc::sad<8, 8>(pSrc + y * srcStep + x, srcStep, pRef + y * refStep + x, refStep, qvoMcFullPel));
+            qvovc::sadFull<8, 8>(pSrc + y * srcStep + x, srcStep, pRef + y * refStep + x, refStep));
     }
     return qvoStatusOk;
 }
@@ -79,9 +94,7 @@ QvoStatus qvoiSAD16x16Blocks4x4_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Q
 QvoStatus qvoiSqrDiff16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s mcType,
                                  Qvo32s* pSqrDiff) {
     if (qvovc::anyNull(pSrc, pRef, pSqrDiff)) return qvoStatusNullPtr;
-    Qvo8u p[256];
-    qvovc::predict<16, 16, qvovc::kPlain>(pRef, refStep, mcType, 0, p);
-    *pSqrDiff = qvovc::ssd16x16(pSrc, srcStep, p);
+    *pSqrDiff = qvovc::kernelFor<qvovc::Ssd<16, 16>>(mcType, 0)(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
@@ -91,6 +104,6 @@ QvoStatus qvoiSqrDiff16x16B_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u
     if (qvovc::anyNull(pSrc, pRefF, pRefB, pSqrDiff)) return qvoStatusNullPtr;
     Qvo8u p[256];
     qvovc::predictBoth<16, 16, qvovc::kPlain>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, 0, p);
-    *pSqrDiff = qvovc::ssd16x16(pSrc, srcStep, p);
+    *pSqrDiff = qvovc::Ssd<16, 16>::run<qvovc::kFull, 0>(pSrc, srcStep, p, 16);
     return qvoStatusOk;
 }

@@ -39,48 +39,62 @@ inline void scatter(const T* block, T* pDst, Qvo32s step) {
         std::memcpy(pDst, block + y * W, W * sizeof(T));
 }
 
+// Predicts a block of W x H samples into an array of the caller's.
 template <int W, int H, int kNeighbour, Kind kKind, int kRounding>
-void predictKernel(const Qvo8u* pRef, Qvo32s step, Qvo8u* p) {
+[[gnu::always_inline]] inline void predictBlock(const Qvo8u* pRef, Qvo32s step, Qvo8u (&p)[W * H]) {
     if constexpr (kKind == kFull) {
         gather<W, H>(pRef, step, p);
+    } else if constexpr (kKind == kBoth) {
+        Qvo8u a[W * H], b[W * H], c[W * H], d[W * H];
+        gather<W, H>(pRef, step, a);
+        gather<W, H>(pRef + kNeighbour, step, b);
+        gather<W, H>(pRef + step, step, c);
+        gather<W, H>(pRef + step + kNeighbour, step, d);
+        for (int i = 0; i < W * H; ++i)
+            p[i] = static_cast<Qvo8u>((a[i] + b[i] + c[i] + d[i] + 2 - kRounding) >> 2);
     } else {
-        constexpr int kRows = H + (kKind != kHorizontal);
-        Qvo8u left[W * kRows];
-        gather<W, kRows>(pRef, step, left);
-        if constexpr (kKind == kVertical) {
-            for (int i = 0; i < W * H; ++i)
-                p[i] = static_cast<Qvo8u>((left[i] + left[i + W] + 1 - kRounding) >> 1);
-        } else {
-            Qvo8u right[W * kRows];
-            gather<W, kRows>(pRef + kNeighbour, step, right);
-            for (int i = 0; i < W * H; ++i) {
-                if constexpr (kKind == kHorizontal)
-                    p[i] = static_cast<Qvo8u>((left[i] + right[i] + 1 - kRounding) >> 1);
-                else
-                    p[i] = static_cast<Qvo8u>((left[i] + right[i] + left[i + W] + right[i + W] + 2 - kRounding) >> 2);
-            }
-        }
+        Qvo8u a[W * H], b[W * H];
+        gather<W, H>(pRef, step, a);
+        gather<W, H>(pRef + (kKind == kVertical ? step : kNeighbour), step, b);
+        for (int i = 0; i < W * H; ++i)
+            p[i] = static_cast<Qvo8u>((a[i] + b[i] + 1 - kRounding) >> 1);
     }
 }
 
-using Predictor = void (*)(const Qvo8u*, Qvo32s, Qvo8u*);
-
-template <int W, int H, int kNeighbour>
-constexpr Predictor kPredictors[2][4] = {
-    {predictKernel<W, H, kNeighbour, kFull, 0>, predictKernel<W, H, kNeighbour, kVertical, 0>,
-     predictKernel<W, H, kNeighbour, kHorizontal, 0>, predictKernel<W, H, kNeighbour, kBoth, 0>},
-    {predictKernel<W, H, kNeighbour, kFull, 0>, predictKernel<W, H, kNeighbour, kVertical, 1>,
-     predictKernel<W, H, kNeighbour, kHorizontal, 1>, predictKernel<W, H, kNeighbour, kBoth, 1>}};
+// The kernels of an operation, by rounding control and half-pel position. An operation is a type with its kernels'
+// signature, Kernel, and one function template, run.
+template <class Operation>
+constexpr typename Operation::Kernel* kKernels[2][4] = {
+    {Operation::template run<kFull, 0>, Operation::template run<kVertical, 0>,
+     Operation::template run<kHorizontal, 0>, Operation::template run<kBoth, 0>},
+    {Operation::template run<kFull, 0>, Operation::template run<kVertical, 1>,
+     Operation::template run<kHorizontal, 1>, Operation::template run<kBoth, 1>}};
 
 // Whether the kernels serve a rounding control. All others enter the arithmetic as they are, in 32 bits.
 inline bool isOrdinaryRounding(Qvo32s roundControl) {
     return roundControl == 0 || roundControl == 1;
 }
 
+template <class Operation>
+inline typename Operation::Kernel* kernelFor(Qvo32s mcType, Qvo32s roundControl) {
+    return kKernels<Operation>[roundControl][kindOf(mcType)];
+}
+
+template <int W, int H, int kNeighbour>
+struct Predict {
+    using Kernel = void(const Qvo8u*, Qvo32s, Qvo8u*);
+    template <Kind kKind, int kRounding>
+    static void run(const Qvo8u* pRef, Qvo32s step, Qvo8u* p) {
+        Qvo8u block[W * H];
+        predictBlock<W, H, kNeighbour, kKind, kRounding>(pRef, step, block);
+        std::memcpy(p, block, sizeof(block));
+    }
+};
+
 // Predicts a block with a rounding control of 0 or 1.
 template <int W, int H, int kNeighbour>
 inline void predict(const Qvo8u* pRef, Qvo32s step, Qvo32s mcType, Qvo32s roundControl, Qvo8u* p) {
-    kPredictors<W, H, kNeighbour>[roundControl][kindOf(mcType)](pRef, step, p);
+    kernelFor<Predict<W, H, kNeighbour>>(mcType, roundControl)(pRef, step, p);
 }
 
 // The rounded average of two predictions.

@@ -1,11 +1,13 @@
 // Statistics of one block, and of the residual it leaves against a prediction.
-#include <cstddef>
-
 #include "prediction.h"
 #include "sums.h"
 
 namespace qvovc {
 namespace {
+
+inline Qvo8u absDiff(Qvo8u a, Qvo8u b) {
+    return static_cast<Qvo8u>(a > b ? a - b : b - a);
+}
 
 struct Sums {
     Qvo32s sum;
@@ -49,12 +51,15 @@ template <int H>
 QvoStatus varMeanDiff16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, const Qvo32s* pSrcSum,
                         Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
     if (anyNull(pSrc, pRef) || anyNull(pSrcSum, pVar, pMean)) return qvoStatusNullPtr;
+    Qvo8u src[16 * H], pred[16 * H];
+    gather<16, H>(pSrc, srcStep, src);
+    predict<16, H, kPlain>(pRef, refStep, mcType, 0, pred);
     for (int q = 0; q < H / 4; ++q) {
-        const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
-        Qvo8u src[64], p[64];
-        gather<8, 8>(pSrc + y * srcStep + x, srcStep, src);
-        predict<8, 8, kPlain>(pRef + y * refStep + x, refStep, mcType, 0, p);
-        const Qvo32s squares = sumSqrDiff<64>(src, p);
+        const int first = q / 2 * 128 + q % 2 * 8;
+        Qvo8u s[64], p[64];
+        gather<8, 8>(src + first, 16, s);
+        gather<8, 8>(pred + first, 16, p);
+        const Qvo32s squares = sumSqrDiff<64>(s, p);
         const Qvo32s mean = (pSrcSum[q] - sum<64>(p)) / 8;
         pMean[q] = mean;
         pVar[q] = squares > mean * mean ? (squares - mean * mean) / 64 : 0;
@@ -103,8 +108,8 @@ QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u d
     qvovc::gather<16, 16>(pSrc, srcStep, block);
     // Column 15 compares with the next row's first sample and is taken out below.
     for (int i = 0; i < 15 * 16; ++i)
-        edge[i] = (std::abs(block[i] - block[i + 1]) > diffThreshold) |
-                  (std::abs(block[i] - block[i + 16]) > diffThreshold);
+        edge[i] = static_cast<Qvo8u>((qvovc::absDiff(block[i], block[i + 1]) > diffThreshold) |
+                                     (qvovc::absDiff(block[i], block[i + 16]) > diffThreshold));
     Qvo32s count = qvovc::sum<15 * 16>(edge);
     for (int y = 0; y < 15; ++y)
         count -= edge[16 * y + 15];
@@ -116,7 +121,7 @@ QvoStatus qvoiMeanAbsDev16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32
     if (qvovc::anyNull(pSrc)) return qvoStatusNullPtr;
     Qvo8u block[256];
     qvovc::gather<16, 16>(pSrc, srcStep, block);
-    const Qvo32s mean = (qvovc::sum<256>(block) + 128) >> 8;
+    const Qvo8u mean = static_cast<Qvo8u>((qvovc::sum<256>(block) + 128) >> 8);
     Qvo32s deviation = 0;
     for (const Qvo8u sample : block)
         deviation += std::abs(sample - mean);

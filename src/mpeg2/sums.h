@@ -38,12 +38,17 @@ inline Qvo32s sumSqrDiff(const Qvo8u* a, const Qvo8u* b) {
 // The sums of each 4x4 block, in raster order, kept in 16 bits.
 template <int W, int H, class T>
 inline void sumBlocks4x4(const T* block, T* sums) {
-    for (int y = 0; y < H; y += 4, block += 4 * W) {
-        T columns[W];
-        for (int x = 0; x < W; ++x)
-            columns[x] = static_cast<T>(block[x] + block[x + W] + block[x + 2 * W] + block[x + 3 * W]);
-        for (int x = 0; x < W; x += 4)
-            *sums++ = static_cast<T>(columns[x] + columns[x + 1] + columns[x + 2] + columns[x + 3]);
+    T pairs[W * H / 2], fours[W * H / 4];
+    for (int i = 0; i < W * H / 2; ++i)
+        pairs[i] = static_cast<T>(block[2 * i] + block[2 * i + 1]);
+    for (int i = 0; i < W * H / 4; ++i)
+        fours[i] = static_cast<T>(pairs[2 * i] + pairs[2 * i + 1]);
+    constexpr int kRow = W / 4;
+    for (int y = 0; y < H; y += 4) {
+        for (int x = 0; x < kRow; ++x) {
+            const T* first = fours + y * kRow + x;
+            *sums++ = static_cast<T>(first[0] + first[kRow] + first[2 * kRow] + first[3 * kRow]);
+        }
     }
 }
 
