@@ -52,19 +52,15 @@ template <int W, int H>
 
 template <int W, int H>
 struct Difference {
-    using Kernel = void(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s, Qvo16s*, Qvo32s, Qvo16s*, Qvo32s);
+    using Kernel = void(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s, Qvo16s*, Qvo32s);
     template <Kind kKind, int kRounding>
     static void run(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep, Qvo16s* pDiff,
-                    Qvo32s diffStep, Qvo16s* pPred, Qvo32s predStep) {
+                    Qvo32s diffStep) {
         Qvo8u p[W * H];
-        Qvo16s block[W * H];
+        Qvo16s diff[W * H];
         predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
-        subtract<W, H>(pCur, curStep, p, block);
-        scatter<W, H>(block, pDiff, diffStep);
-        if (pPred == nullptr) return;
-        for (int i = 0; i < W * H; ++i)
-            block[i] = p[i];
-        scatter<W, H>(block, pPred, predStep);
+        subtract<W, H>(pCur, curStep, p, diff);
+        scatter<W, H>(diff, pDiff, diffStep);
     }
 };
 
@@ -76,7 +72,15 @@ QvoStatus difference(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32
         differencePlain(W, H, pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep, mcType, roundControl);
         return qvoStatusOk;
     }
-    kernelFor<Difference<W, H>>(mcType, roundControl)(pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep);
+    kernelFor<Difference<W, H>>(mcType, roundControl)(pCur, curStep, pRef, refStep, pDiff, diffStep);
+    if (pPred != nullptr) {
+        Qvo8u p[W * H];
+        Qvo16s block[W * H];
+        predict<W, H, kPlain>(pRef, refStep, mcType, roundControl, p);
+        for (int i = 0; i < W * H; ++i)
+            block[i] = p[i];
+        scatter<W, H>(block, pPred, predStep);
+    }
     return qvoStatusOk;
 }
 

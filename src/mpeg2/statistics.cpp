@@ -1,4 +1,6 @@
 // Statistics of one block, and of the residual it leaves against a prediction.
+#include <cstddef>
+
 #include "prediction.h"
 #include "sums.h"
 
@@ -46,21 +48,28 @@ QvoStatus varMean8x8(const T* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) 
     return qvoStatusOk;
 }
 
+// Of an 8x8 block: the sum of the predicted samples and the sum of the squared differences from them.
+struct PredictionSums {
+    using Kernel = Sums(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
+    template <Kind kKind, int kRounding>
+    static Sums run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
+        Qvo8u src[64], p[64];
+        gather<8, 8>(pSrc, srcStep, src);
+        predictBlock<8, 8, kPlain, kKind, kRounding>(pRef, refStep, p);
+        return {sum<64>(p), sumSqrDiff<64>(src, p)};
+    }
+};
+
 // Per quadrant of 8x8: the variance of the residual and eight times its mean, the source's sums being given.
-template <int H>
-QvoStatus varMeanDiff16(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, const Qvo32s* pSrcSum,
-                        Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
+QvoStatus varMeanDiff(int quadrants, const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
+                      const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
     if (anyNull(pSrc, pRef) || anyNull(pSrcSum, pVar, pMean)) return qvoStatusNullPtr;
-    Qvo8u src[16 * H], pred[16 * H];
-    gather<16, H>(pSrc, srcStep, src);
-    predict<16, H, kPlain>(pRef, refStep, mcType, 0, pred);
-    for (int q = 0; q < H / 4; ++q) {
-        const int first = q / 2 * 128 + q % 2 * 8;
-        Qvo8u s[64], p[64];
-        gather<8, 8>(src + first, 16, s);
-        gather<8, 8>(pred + first, 16, p);
-        const Qvo32s squares = sumSqrDiff<64>(s, p);
-        const Qvo32s mean = (pSrcSum[q] - sum<64>(p)) / 8;
+    const auto kernel = kernelFor<PredictionSums>(mcType, 0);
+    for (int q = 0; q < quadrants; ++q) {
+        const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
+        const Sums sums = kernel(pSrc + y * srcStep + x, srcStep, pRef + y * refStep + x, refStep);
+        const Qvo32s squares = static_cast<Qvo32s>(sums.squares);
+        const Qvo32s mean = (pSrcSum[q] - sums.sum) / 8;
         pMean[q] = mean;
         pVar[q] = squares > mean * mean ? (squares - mean * mean) / 64 : 0;
     }
@@ -93,12 +102,12 @@ QvoStatus qvoiVarMean8x8_16s32s_C1R(const Qvo16s* pSrc, Qvo32s srcStep, Qvo32s* 
 
 QvoStatus qvoiVarMeanDiff16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
                                          const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
-    return qvovc::varMeanDiff16<16>(pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+    return qvovc::varMeanDiff(4, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
 }
 
 QvoStatus qvoiVarMeanDiff16x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
                                         const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
-    return qvovc::varMeanDiff16<8>(pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+    return qvovc::varMeanDiff(2, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
 }
 
 QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u diffThreshold, Qvo8u countThreshold,
