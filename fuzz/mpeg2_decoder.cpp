@@ -54,8 +54,8 @@ void writeSequence(BitWriter& out, Bytes& in, bool mpeg2) {
     out.put(width, 12);
     out.put(height, 12);
     out.put(0x13, 8);                        // square samples, 25 pictures per second
-    out.put(0x3FFFFU << 13 | 1U << 12, 31);  // bit rate, marker, buffer size, constrained
-    out.put(0, 1);                           // no matrices
+    out.put(0x3FFFFU << 12 | 1U << 11, 30);  // bit rate, marker, buffer size, constrained
+    out.put(0, 2);                           // no matrices
     if (!mpeg2) return;
     const unsigned flags = in.next();
     out.startCode(0xB5);
