@@ -219,7 +219,8 @@ QVO_API QvoStatus qvoiQuantInv_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Q
  * those of any other macroblock as one 32-bit word: non-zero means that any of its blocks is not transparent. Every
  * pointer to flags must be a multiple of 4 bytes.
  *
- * Decoding reads four bytes from the one that holds the first bit of a component, whatever the bits say.
+ * Decoding reads three bytes from the one that holds the first bit of a component, and a fourth behind a valid code:
+ * with four bytes of zeros behind it, a stream that is damaged or cut in any way is never read beyond them.
  *
  * Statuses common to the decoders: -8 a pointer, or the current-position pointer behind ppBitStream, is null; -105
  * *pBitOffset is outside 0..7; -97 a pointer to flags is not a multiple of 4; then as each declaration says; and

@@ -41,9 +41,9 @@ inline Qvo8u average(Qvo8u a, Qvo8u b) {
     return static_cast<Qvo8u>(rc == 0 ? up : up - ((a ^ b) & 1));
 }
 
-// (a + b + c + d + 2 - rc) >> 2 likewise. Let ab, cd and pairs be 1 where the averages p of a and b, q of c and d, and
-// that of p and q are rounded up. The last one then is (a + b + c + d + ab + cd + 2 * pairs) / 4: one too large where
-// ab + cd + 2 * pairs exceeds 2 - rc.
+// (a + b + c + d + 2 - rc) >> 2 likewise. Let ab, cd and pairs be 1 where the averages p of a and b, q of c and d,
+// and that of p and q are rounded up. The last one then is (a + b + c + d + ab + cd + 2 * pairs) / 4: one too large
+// where ab + cd + 2 * pairs exceeds 2 - rc.
 template <int rc>
 inline Qvo8u average(Qvo8u a, Qvo8u b, Qvo8u c, Qvo8u d) {
     const Qvo8u p = average<0>(a, b);

@@ -55,19 +55,20 @@ struct Position {
     Qvo32s offset;
 };
 
-// Reads one component's motion code and its residual: 12 + 1 + 6 bits behind an offset of 7 lie within four bytes.
+// Reads one component's motion code and its residual: 12 + 1 + 6 bits behind an offset of 7 lie within four bytes,
+// the code itself within three. The fourth is left alone if the code is invalid, so that a stream cut anywhere needs
+// no more than four bytes of zeros behind it.
 QvoStatus readComponent(Position& position, Qvo32s residualBits, Qvo32s& difference) {
     const Qvo8u* const p = position.byte;
-    const Qvo32u bytes =
-        static_cast<Qvo32u>(p[0]) << 24 | static_cast<Qvo32u>(p[1]) << 16 | static_cast<Qvo32u>(p[2]) << 8 | p[3];
-    const Qvo32u window = bytes << position.offset;
-    const Qvo32u peek = window >> (32 - peekLength);
+    const Qvo32u head =
+        static_cast<Qvo32u>(p[0]) << 24 | static_cast<Qvo32u>(p[1]) << 16 | static_cast<Qvo32u>(p[2]) << 8;
+    const Qvo32u peek = (head << position.offset) >> (32 - peekLength);
     if (peek < 2) return qvoStatusMvVlc;
     const MotionCode code = peek < 128 ? tableB12_2[peek - 2] : tableB12_128_5[(peek - 128) >> 5];
     Qvo32s end = position.offset + code.length;
     difference = 0;
     if (code.magnitude != 0) {
-        const Qvo32u rest = window << code.length;  // the sign, then the residual
+        const Qvo32u rest = (head | p[3]) << end;  // the sign, then the residual
         const Qvo32u residual = (rest & 0x7FFFFFFF) >> (31 - residualBits);
         const Qvo32s magnitude = ((code.magnitude - 1) << residualBits) + static_cast<Qvo32s>(residual) + 1;
         difference = rest >> 31 != 0 ? -magnitude : magnitude;

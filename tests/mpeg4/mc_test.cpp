@@ -8,7 +8,7 @@
 
 namespace {
 
-// ISO/IEC 14496-2, 7.6.2.1: one sample of the plane, or the average of two or four, by the half positions of a vector.
+// ISO/IEC 14496-2, 7.6.2.1: one sample of the plane, or the average of two or four, by the halves of a vector.
 int interpolate(Plane<Qvo8u>& plane, int x, int y, QvoMotionVector vector, int rc) {
     const int right = vector.dx & 1, down = vector.dy & 1, count = (1 + right) * (1 + down);
     int sum = 0;
@@ -164,8 +164,8 @@ TEST(Average, Macroblock) {
 
 // ---- overlapped motion compensation ----
 
-// ISO/IEC 14496-2, 7.6.6: the weights of the block's own vector, and those of the vertical neighbours. Those beside it
-// are what is left of 8.
+// ISO/IEC 14496-2, 7.6.6: the weights of the block's own vector, and those of the vertical neighbours. Those beside
+// it are what is left of 8.
 const char* const kOwnWeights[] = {"45555554", "55555555", "55666655", "55666655",
                                    "55666655", "55666655", "55555555", "45555554"};
 const char* const kVerticalWeights[] = {"22222222", "11222211", "11111111", "11111111",

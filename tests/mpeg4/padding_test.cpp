@@ -153,7 +153,7 @@ TEST(ExtendedPadding, RepeatsColumnsRowsAndValues) {
     for (int round = 0; round < 50; ++round) {
         Picture p(2, 2, random);
         const bool withAlpha = round % 2;
-        // From macroblock (0, 0) to its right and downwards, to the left of nothing: every plane is read at its edges.
+        // From macroblock (0, 0) to its right and downwards, and a gray one in the corner.
         const auto source = [&](Plane& plane, int x, int y) { return plane.memory.data() + plane.step * y + x; };
         const int column = random.range(0, 15), row = random.range(0, 15), gray = random.range(0, 255);
         p.forPlanes(withAlpha, [&](Plane& plane, int n) {
@@ -207,8 +207,8 @@ struct Shape {
     }
 };
 
-// What padding makes of a plane whose samples of the luminance's shape are `scale` (1 or 2) apart: repetitive padding
-// of the macroblocks with opaque samples; then each transparent one takes the adjoining line of its left, upper, right
+// What padding makes of a plane whose samples are `scale` (1 or 2) samples of the shape apart: repetitive padding of
+// the macroblocks with opaque samples; then each transparent one takes the adjoining line of its left, upper, right
 // or lower neighbour, the first that has opaque samples, or is gray (ISO/IEC 14496-2, 7.6.1.3).
 void padPlane(Plane& plane, const Shape& shape, int scale, Qvo8u gray) {
     const int n = 16 / scale;

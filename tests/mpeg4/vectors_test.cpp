@@ -78,7 +78,7 @@ std::string differential(QvoMotionVector vector, QvoMotionVector predictor, int 
     return differential(vector.dx - predictor.dx, fcode) + differential(vector.dy - predictor.dy, fcode);
 }
 
-// A stream that starts at a bit offset and ends at an unreadable page, four bytes behind the start of its last code.
+// A stream that starts at a bit offset and ends at an unreadable page, some bytes from the first of its last code.
 struct Stream {
     const int size;
     const int start;
@@ -86,10 +86,10 @@ struct Stream {
     Qvo8u* position = bytes.data();
     Qvo32s offset = start;
 
-    Stream(const std::string& bits, int firstBit, std::size_t lastCode)
+    Stream(const std::string& bits, int firstBit, std::size_t lastCode, std::size_t readable = 4)
         : size(static_cast<int>(bits.size())),
           start(firstBit),
-          bytes((static_cast<std::size_t>(firstBit) + lastCode) / 8 + 4) {
+          bytes((static_cast<std::size_t>(firstBit) + lastCode) / 8 + readable) {
         for (std::size_t i = 0, at = static_cast<std::size_t>(start); i < bits.size(); ++i, ++at)
             if (bits[i] == '1') bytes[at / 8] = static_cast<Qvo8u>(bytes[at / 8] | 128 >> at % 8);
     }
@@ -122,7 +122,7 @@ TEST(MotionCode, InvalidCodesLeaveThePositionAndTheVector) {
     for (const char* bad : {"000000000000", "000000000001"})
         for (const std::string before : {"", "1", "0000000011110"})
             for (int start = 0; start < 8; ++start) {
-                Stream stream(before + bad, start, before.size());
+                Stream stream(before + bad, start, before.size(), before.empty() ? 3 : 4);
                 QvoMotionVector vector = predictor;
                 ASSERT_EQ(qvoStatusMvVlc,
                           qvoiDecodeMV_BVOP_Backward_MPEG4(&stream.position, &stream.offset, &vector, 1));
@@ -162,7 +162,7 @@ TEST(MotionCode, SumsWrapIntoTheRangeOfFcode) {
 
 // ---- prediction ----
 
-// The 8x8 blocks that a macroblock is predicted from, at their places around its block 0; absent where they do not count.
+// The 8x8 blocks that a macroblock is predicted from, at their places around its block 0, if they count.
 using Blocks = std::map<std::pair<int, int>, QvoMotionVector>;
 
 std::array<QvoMotionVector, 3> candidatesOf(const Blocks& blocks, int block, std::vector<QvoMotionVector>& present) {
@@ -311,7 +311,7 @@ TEST(DecodePadMV, ABadCodeLeavesThePredictorAndFillsNothing) {
     EXPECT_EQ(static_cast<int>(first.size()), four.consumed());
     EXPECT_EQ((Vectors{before[0], scene.current[1], predictorOf(scene.blocks(), 2), before[3]}), vectors);
 
-    Stream one("000000000001", 2, 0);
+    Stream one("000000000001", 2, 0, 3);
     vectors = before;
     EXPECT_EQ(qvoStatusMvVlc, decodePVOP(one, scene, vectors, 1, 0));
     EXPECT_EQ(0, one.consumed());
