@@ -117,8 +117,8 @@ QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u d
     qvovc::gather<16, 16>(pSrc, srcStep, block);
     // Column 15 compares with the next row's first sample and is taken out below.
     for (int i = 0; i < 15 * 16; ++i)
-        edge[i] = static_cast<Qvo8u>((qvovc::absDiff(block[i], block[i + 1]) > diffThreshold) |
-                                     (qvovc::absDiff(block[i], block[i + 16]) > diffThreshold));
+        edge[i] = static_cast<Qvo8u>(int{qvovc::absDiff(block[i], block[i + 1]) > diffThreshold} |
+                                     int{qvovc::absDiff(block[i], block[i + 16]) > diffThreshold});
     Qvo32s count = qvovc::sum<15 * 16>(edge);
     for (int y = 0; y < 15; ++y)
         count -= edge[16 * y + 15];
