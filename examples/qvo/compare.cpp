@@ -1,5 +1,5 @@
 // qvo compare: how far two decoded videos differ.
-#include <array>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>

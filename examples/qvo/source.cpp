@@ -22,6 +22,14 @@ class ElementaryStream : public Source {
     std::array<std::uint8_t, 1 << 15> buffer_;
 };
 
+#ifndef QVO_CONTAINERS
+// AVI, MP4 and Matroska by their first bytes: inside them an elementary stream would be found, but in pieces.
+bool looksLikeContainer(std::span<const std::uint8_t> head) {
+    const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+    return text.starts_with("RIFF") || text.starts_with("\x1A\x45\xDF\xA3") || text.substr(0, 8).ends_with("ftyp");
+}
+#endif
+
 }  // namespace
 
 double Source::progress() const {
@@ -44,6 +52,9 @@ Opened openSource(const std::string& path, const Codec* codec) {
         if (!found) throw Failure(path, "its video is " + name + ", which qvo cannot decode");
         return {std::move(source), found};
     }
+#else
+    if (looksLikeContainer(input->head()))
+        throw Failure(path, "a container, and this qvo was built without libavformat");
 #endif
     const Codec* found = codec ? codec : probeCodecs(input->head(), possible);
     if (!found) throw Failure(path, reason);

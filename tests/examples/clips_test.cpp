@@ -1,4 +1,4 @@
-// Clips that ffmpeg makes on the spot: picture types, sizes and coding tools of MPEG-1 and MPEG-2.
+// Clips that ffmpeg makes on the spot: picture types, sizes and coding tools of MPEG-1 and MPEG-2, and containers.
 #include <string>
 
 #include "support.h"
@@ -20,10 +20,7 @@ void PrintTo(const Clip& clip, std::ostream* to) {
     *to << clip.name;
 }
 
-class Clips : public testing::TestWithParam<Clip> {};
-
-TEST_P(Clips, DecodeLikeFfmpeg) {
-    const Clip& clip = GetParam();
+void decodeLikeFfmpeg(const Clip& clip) {
     const std::string size = std::to_string(clip.width) + "x" + std::to_string(clip.height);
     std::string source = clip.source;
     source.replace(source.find("SIZE"), 4, size);
@@ -33,7 +30,21 @@ TEST_P(Clips, DecodeLikeFfmpeg) {
     expectLikeReference(file, clip.width, clip.height, clip.frames, clip.floor);
 }
 
+class Clips : public testing::TestWithParam<Clip> {};
+
+TEST_P(Clips, DecodeLikeFfmpeg) {
+    decodeLikeFfmpeg(GetParam());
+}
+
+class Containers : public testing::TestWithParam<Clip> {};
+
+TEST_P(Containers, DecodeLikeFfmpeg) {
+    if (!QVO_CONTAINERS) GTEST_SKIP() << "qvo was built without libavformat";
+    decodeLikeFfmpeg(GetParam());
+}
+
 constexpr const char* pattern = "testsrc2=s=SIZE:r=25";
+constexpr const char* patternAndSound = "testsrc2=s=SIZE:r=25 -f lavfi -i sine=d=0.3";
 constexpr const char* fractal = "mandelbrot=s=SIZE:r=25:start_scale=1";
 constexpr const char* noise = "color=gray:s=SIZE:r=25,noise=alls=90:allf=t";
 // Moves farther from frame to frame than the shortest vector codes reach.
@@ -79,13 +90,17 @@ INSTANTIATE_TEST_SUITE_P(
         Clip{"Dc10", fractal, 176, 144, 6, "-c:v mpeg2video -g 3 -bf 0 -dc 10 -q:v 3"},
         Clip{"AllTools", fields, 360, 250, 10,
              "-c:v mpeg2video -flags +ildct+ilme -g 9 -bf 2 -dc 10 -intra_vlc 1 -alternate_scan 1 "
-             "-non_linear_quant 1 -qmax 28 -q:v 3 " MATRICES},
-        Clip{"ProgramStream", pattern, 176, 144, 8, "-c:v mpeg2video -f dvd", ".mpg"},
-        Clip{"SystemStream", pattern, 176, 144, 8, "-c:v mpeg1video -f mpeg", ".mpg"},
-        Clip{"TransportStream", pattern, 176, 144, 8, "-c:v mpeg2video -bf 2 -f mpegts", ".ts"},
-        Clip{"Matroska", pattern, 176, 144, 8, "-c:v mpeg2video -bf 2", ".mkv"},
-        Clip{"Avi", pattern, 176, 144, 8, "-c:v mpeg2video", ".avi"},
-        Clip{"Mp4", pattern, 176, 144, 8, "-c:v mpeg1video -bf 1", ".mp4"}),
+             "-non_linear_quant 1 -qmax 28 -q:v 3 " MATRICES}),
+    [](const auto& clip) { return std::string(clip.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Mpeg, Containers,
+    testing::Values(Clip{"ProgramStream", patternAndSound, 176, 144, 8, "-c:v mpeg2video -f dvd", ".mpg"},
+                    Clip{"SystemStream", pattern, 176, 144, 8, "-c:v mpeg1video -f mpeg", ".mpg"},
+                    Clip{"TransportStream", patternAndSound, 176, 144, 8, "-c:v mpeg2video -bf 2 -f mpegts", ".ts"},
+                    Clip{"Matroska", patternAndSound, 176, 144, 8, "-c:v mpeg2video -bf 2", ".mkv"},
+                    Clip{"Avi", pattern, 176, 144, 8, "-c:v mpeg2video", ".avi"},
+                    Clip{"Mp4", pattern, 176, 144, 8, "-c:v mpeg1video -bf 1", ".mp4"}),
     [](const auto& clip) { return std::string(clip.param.name); });
 
 }  // namespace
