@@ -87,9 +87,29 @@ void addTransforms() {
     });
 }
 
+void addInterpolation() {
+    static Plane source, target;
+    for (const Qvo32s size : {16, 8, 4}) {
+        const std::string block = std::to_string(size) + "x" + std::to_string(size);
+        for (Qvo32s position = 0; position < 16; ++position) {
+            const Qvo32s dx = position >> 2;
+            const Qvo32s dy = position & 3;
+            add("Luma" + block + "/" + std::to_string(dx) + std::to_string(dy),
+                [=] { qvoiInterpolateLuma_H264_8u_C1R(source.at(), step, target.at(), step, dx, dy, size, size); });
+        }
+        add("WeightedAverage" + block,
+            [=] { qvoiWeightedAverage_H264_8u_C1IR(source.at(), target.at(), step, 20, 44, 6, 1, size, size); });
+    }
+    for (const Qvo32s size : {8, 4, 2}) {
+        add("Chroma" + std::to_string(size) + "x" + std::to_string(size),
+            [=] { qvoiInterpolateChroma_H264_8u_C1R(source.at(), step, target.at(), step, 3, 5, size, size); });
+    }
+}
+
 const int registered = [] {
     addIntra();
     addTransforms();
+    addInterpolation();
     return 0;
 }();
 

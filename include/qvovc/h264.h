@@ -1,5 +1,5 @@
 /* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction, transforms with
- * quantisation. */
+ * quantisation, sample interpolation and weighted averaging. */
 #ifndef QVOVC_H264_H
 #define QVOVC_H264_H
 
@@ -191,6 +191,51 @@ QVO_API QvoStatus qvoiTransformQuantLumaDC_H264_16s_C1I(Qvo16s* pSrcDst, Qvo16s*
  * Statuses: -8 a pointer is null; -11 QP outside 0..51; -13 a level above 2063. */
 QVO_API QvoStatus qvoiTransformQuantResidual_H264_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, Qvo8s* pCount, Qvo8u intra,
                                                           const Qvo16s* pScanPositions, Qvo8u* pLast);
+
+/* ---- inter prediction ---------------------------------------------------------------------------------------- */
+
+/* Luma at a quarter-sample position (H.264 clause 8.4.2.2.1): the six-tap filter (1, -5, 20, 20, -5, 1) / 32 gives the
+ * half samples, the mean of two neighbours the quarter samples.
+ *
+ * pSrc           the block's top-left integer sample. Where dx is not 0, 2 columns to the left and 3 to the right of
+ *                the block are read, where dy is not 0, 2 rows above and 3 below
+ * pDst           must not overlap the source
+ * dx, dy         position in quarter samples, 0..3, to the right and down
+ * width, height  4, 8 or 16 each; 16x4 and 4x16 are refused
+ *
+ * Statuses: -8 a pointer is null; -14 srcStep < width or dstStep < width; -5 dx or dy outside 0..3; -6 a height or
+ * width that is refused. */
+QVO_API QvoStatus qvoiInterpolateLuma_H264_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
+                                                  Qvo32s dx, Qvo32s dy, Qvo32s width, Qvo32s height);
+
+/* Chroma at an eighth-sample position, by bilinear weights of four samples (H.264 clause 8.4.2.2.2).
+ *
+ * pSrc           the block's top-left integer sample; one column to the right of the block and one row below it are
+ *                read at every position
+ * pDst           must not overlap the source
+ * dx, dy         position in eighth samples, 0..7, to the right and down
+ * width, height  2, 4 or 8 each; 8x2 and 2x8 are refused
+ *
+ * Statuses: -8 a pointer is null; -14 srcStep < 8 or dstStep < 8, whatever the width; -5 dx or dy outside 0..7; -6 a
+ * height or width that is refused. */
+QVO_API QvoStatus qvoiInterpolateChroma_H264_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst, Qvo32s dstStep,
+                                                    Qvo32s dx, Qvo32s dy, Qvo32s width, Qvo32s height);
+
+/* Weighted mean of two predictions, in place on the second (H.264 clause 8.4.2.3):
+ *
+ *   pSrcDst = clip(((pSrc * weight1 + pSrcDst * weight2 + 2^(shift - 1)) >> shift) + offset) to 0..255
+ *
+ * The shift includes that of the averaging: weights 1 and 1 with shift 1 give the rounded mean, and H.264's explicit
+ * weights take shift logWD + 1. With shift 0 there is no rounding term; shifts above 31 count as 31. Weighting a single
+ * prediction p is weight2 = 0 with any readable pSrcDst, pSrc being p, and shift logWD.
+ *
+ * step           bytes from row to row in both predictions
+ * width, height  2, 4, 8 or 16 each, in any combination
+ *
+ * Statuses: -8 a pointer is null; -14 step < width; -5 any other width or height. */
+QVO_API QvoStatus qvoiWeightedAverage_H264_8u_C1IR(const Qvo8u* pSrc, Qvo8u* pSrcDst, Qvo32s step, Qvo32s weight1,
+                                                   Qvo32s weight2, Qvo8u shift, Qvo32s offset, Qvo32s width,
+                                                   Qvo32s height);
 
 #ifdef __cplusplus
 }

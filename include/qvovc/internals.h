@@ -19,6 +19,62 @@ QVO_API extern const Qvo32u _qvoGetBitsMask[33];
 /* Strength of the deblocking filter by quantiser 0..31 (ITU-T H.263 Table J.2); entry 0 is not used. */
 QVO_API extern const Qvo32s _h263Deblock_QPStrength[32];
 
+/* ---- H.264 luma interpolation ---- */
+
+/* The routines behind qvoiInterpolateLuma_H264_8u_C1R (h264.h), for blocks of any width and height. They check nothing
+ * and return qvoStatusOk. Source and destination must not overlap.
+ *
+ * Half samples: of a row (H2: 2 columns to the left and 3 to the right are read), of a column (V2: 2 rows above, 3
+ * below). Avg makes the destination the rounded mean of itself and the source. */
+QVO_API QvoStatus _qvoInterpolate_H2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                     Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_V2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                     Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_Avg(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                      Qvo32s height);
+
+/* The sample in the centre of four integer samples (both read 2 columns and rows before and 3 behind the block). With
+ * mode 1 or 2 it is averaged with a half sample: 2DV4 with that of the same (1) or the next (2) row, 2DH4 with that of
+ * the same (1) or the next (2) column. Other modes give the centre alone. */
+QVO_API QvoStatus _qvoInterpolate_2DV4(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height, Qvo32s mode);
+QVO_API QvoStatus _qvoInterpolate_2DH4(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height, Qvo32s mode);
+
+/* The sixteen positions, H<dx>V<dy>: dx quarter samples to the right and dy down. */
+QVO_API QvoStatus _qvoInterpolate_H0V0(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H0V1(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H0V2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H0V3(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H1V0(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H1V1(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H1V2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H1V3(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H2V0(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H2V1(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H2V2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H2V3(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H3V0(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H3V1(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H3V2(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+QVO_API QvoStatus _qvoInterpolate_H3V3(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s width,
+                                       Qvo32s height);
+
 /* ---- MPEG-4 scans ---- */
 
 /* Entry p is the raster index of scan position p. Classical is the classical zigzag, as ZigzagC in mpeg4.h. The other
