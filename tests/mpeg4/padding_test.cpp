@@ -305,6 +305,44 @@ TEST(MacroblockPadding, MarksOnlyTheNeighboursItFills) {
     }
 }
 
+// Of a whole picture one sees what is left at the end; this is what one call writes on the way.
+TEST(MacroblockPadding, ATransparentMacroblockTouchesNoMoreThanItMust) {
+    Random random;
+    for (int state = 0; state < 64; ++state) {
+        const bool left = state & 1, above = state & 2, leftPadded = state & 4, abovePadded = state & 8;
+        const int x = state & 16 ? 2 : 1, y = state & 32 ? 2 : 1;
+        const Qvo32s flags[2] = {left, above};
+        Qvo8u padded[3] = {55, 66, 77};
+        padded[x - 1] = leftPadded;
+        padded[x] = abovePadded;
+        std::array<int, 3> marks = {padded[0], padded[1], padded[2]};
+        marks[index(x)] = left || above;
+
+        Picture p(3, 3, random);
+        p.forPlanes(true, [&](Plane& plane, int n) {
+            const auto fill = [&](int mbX, int mbY, const std::function<int(int, int)>& value) {
+                for (int j = n * mbY; j < n * mbY + n; ++j)
+                    for (int i = n * mbX; i < n * mbX + n; ++i)
+                        plane.expect(i, j) = static_cast<Qvo8u>(value(i, j));
+            };
+            const auto gray = [](int, int) { return 99; };
+            if (left)
+                fill(x, y, [&](int, int j) { return plane.expect(n * x - 1, j); });
+            else if (above)
+                fill(x, y, [&](int i, int) { return plane.expect(i, n * y - 1); });
+            else if (x == 2 && y == 2)
+                fill(x, y, gray);
+            if (!above && !abovePadded) fill(x, y - 1, gray);
+            if (!left && !leftPadded && y == 2) fill(x - 1, y, gray);
+        });
+        ASSERT_EQ(qvoStatusOk, qvoiPadMBTransparent_MPEG4_8u_P4R(flags, p.y.block(x, y, 16), p.cb.block(x, y, 8),
+                                                                 p.cr.block(x, y, 8), p.alpha.block(x, y, 16), padded,
+                                                                 99, x, y, 3, 3, p.lumaStep, p.chromaStep));
+        EXPECT_TRUE(p.matches()) << "state " << state;
+        EXPECT_EQ(marks, (std::array<int, 3>{padded[0], padded[1], padded[2]})) << "state " << state;
+    }
+}
+
 // ---- statuses ----
 
 // Arguments that are all valid, for macroblock (1, 1) of 2x2; each check spoils some and calls an operation again.
