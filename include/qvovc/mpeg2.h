@@ -283,7 +283,7 @@ QVO_API QvoStatus qvoiMC2x2_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const
                                   Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
                                   Qvo32s roundControl);
 
-/* One reference, interleaved: two chrominance blocks of 8x8 or of 8x4 samples. */
+/* One reference, interleaved: two chrominance blocks of 8x8 or of 8x4 samples. 16x4 has no plain form. */
 QVO_API QvoStatus qvoiMC16x8UV_8u_C1(const Qvo8u* pSrcRef, Qvo32s srcRefStep, const Qvo16s* pSrcResidual,
                                      Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType,
                                      Qvo32s roundControl);

@@ -5,8 +5,6 @@
 namespace qvovc {
 namespace {
 
-constexpr int kMaxBlock = 16 * 16;
-
 // The paths for a rounding control other than 0 and 1: the predictions may be any 32-bit numbers, and what is stored
 // are the low 16 bits.
 void differencePlain(int width, int height, const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep,

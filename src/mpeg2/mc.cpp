@@ -17,8 +17,6 @@ template <int W, int H>
     scatter<W, H>(sum, pDst, dstStep);
 }
 
-constexpr int kMaxBlock = 16 * 16;
-
 // The paths for a rounding control other than 0 and 1: the predictions may be any 32-bit numbers.
 void compensatePlain(int width, int height, int neighbour, const Qvo8u* pRef, Qvo32s refStep, const Qvo16s* pResidual,
                      Qvo32s residualStep, Qvo8u* pDst, Qvo32s dstStep, Qvo32s mcType, Qvo32s roundControl) {

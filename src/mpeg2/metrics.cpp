@@ -8,29 +8,22 @@
 namespace qvovc {
 namespace {
 
-template <int W, int H>
-struct Sad {
+// One number for how far a block lies from its prediction, by the distance of two contiguous blocks.
+template <int W, int H, Qvo32s (*kDistance)(const Qvo8u*, const Qvo8u*)>
+struct Match {
     using Kernel = Qvo32s(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
     template <Kind kKind, int kRounding>
     static Qvo32s run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
         Qvo8u src[W * H], p[W * H];
         gather<W, H>(pSrc, srcStep, src);
         predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
-        return sumAbsDiff<W * H>(src, p);
+        return kDistance(src, p);
     }
 };
 
 template <int W, int H>
-struct Ssd {
-    using Kernel = Qvo32s(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
-    template <Kind kKind, int kRounding>
-    static Qvo32s run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
-        Qvo8u src[W * H], p[W * H];
-        gather<W, H>(pSrc, srcStep, src);
-        predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
-        return sumSqrDiff<W * H>(src, p);
-    }
-};
+using Sad = Match<W, H, sumAbsDiff<W * H>>;
+using Ssd16x16 = Match<16, 16, sumSqrDiff<256>>;
 
 // At full-pel position.
 template <int W, int H>
@@ -94,7 +87,7 @@ QvoStatus qvoiSAD16x16Blocks4x4_8u16u(const Qvo8u* pSrc, Qvo32s srcStep, const Q
 QvoStatus qvoiSqrDiff16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep, Qvo32s mcType,
                                  Qvo32s* pSqrDiff) {
     if (qvovc::anyNull(pSrc, pRef, pSqrDiff)) return qvoStatusNullPtr;
-    *pSqrDiff = qvovc::kernelFor<qvovc::Ssd<16, 16>>(mcType, 0)(pSrc, srcStep, pRef, refStep);
+    *pSqrDiff = qvovc::kernelFor<qvovc::Ssd16x16>(mcType, 0)(pSrc, srcStep, pRef, refStep);
     return qvoStatusOk;
 }
 
@@ -104,6 +97,6 @@ QvoStatus qvoiSqrDiff16x16B_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u
     if (qvovc::anyNull(pSrc, pRefF, pRefB, pSqrDiff)) return qvoStatusNullPtr;
     Qvo8u p[256];
     qvovc::predictBoth<16, 16, qvovc::kPlain>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, 0, p);
-    *pSqrDiff = qvovc::Ssd<16, 16>::run<qvovc::kFull, 0>(pSrc, srcStep, p, 16);
+    *pSqrDiff = qvovc::Ssd16x16::run<qvovc::kFull, 0>(pSrc, srcStep, p, 16);
     return qvoStatusOk;
 }

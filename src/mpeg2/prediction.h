@@ -108,7 +108,10 @@ inline void predictBoth(const Qvo8u* pRefF, Qvo32s stepF, Qvo32s mcTypeF, const 
         p[i] = static_cast<Qvo8u>((forward[i] + backward[i] + 1) >> 1);
 }
 
-// Predicts a block with any rounding control.
+// The largest block of all operations.
+constexpr int kMaxBlock = 16 * 16;
+
+// Predicts a block with any rounding control, up to kMaxBlock numbers of any 32 bits.
 inline void predictPlain(int width, int height, int neighbour, const Qvo8u* pRef, Qvo32s step, Qvo32s mcType,
                          Qvo32s roundControl, Qvo32s* p) {
     const Kind kind = kindOf(mcType);

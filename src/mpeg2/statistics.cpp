@@ -37,7 +37,7 @@ Sums sumsOf(const Qvo16s (&block)[64]) {
 
 template <class T>
 QvoStatus varMean8x8(const T* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
-    if (anyNull(pSrc) || anyNull(pVar, pSum)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pVar, pSum)) return qvoStatusNullPtr;
     T block[64];
     gather<8, 8>(pSrc, srcStep, block);
     const Sums sums = sumsOf(block);
@@ -63,7 +63,7 @@ struct PredictionSums {
 // Per quadrant of 8x8: the variance of the residual and eight times its mean, the source's sums being given.
 QvoStatus varMeanDiff(int quadrants, const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
                       const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
-    if (anyNull(pSrc, pRef) || anyNull(pSrcSum, pVar, pMean)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pRef, pSrcSum, pVar, pMean)) return qvoStatusNullPtr;
     const auto kernel = kernelFor<PredictionSums>(mcType, 0);
     for (int q = 0; q < quadrants; ++q) {
         const std::ptrdiff_t x = q % 2 * 8, y = q / 2 * 8;
@@ -80,7 +80,7 @@ QvoStatus varMeanDiff(int quadrants, const Qvo8u* pSrc, Qvo32s srcStep, const Qv
 }  // namespace qvovc
 
 QvoStatus qvoiVariance16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar) {
-    if (qvovc::anyNull(pSrc) || qvovc::anyNull(pVar)) return qvoStatusNullPtr;
+    if (qvovc::anyNull(pSrc, pVar)) return qvoStatusNullPtr;
     Qvo8u block[256];
     qvovc::gather<16, 16>(pSrc, srcStep, block);
     Qvo32s sum = 0, squares = 0;
