@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mpeg2/decoder.h"
+#include "mpeg4/decoder.h"
 
 namespace qvo {
 
@@ -38,11 +39,31 @@ Certainty probeMpegVideo(Bytes head) {
     return unlikely;
 }
 
+// A stream begins with a visual object sequence, a video object or its layer (ISO/IEC 14496-2, 6.2.1); one that was cut
+// has a layer's header further on, and nothing but other start codes of visual objects before it.
+Certainty probeMpeg4Video(Bytes head) {
+    bool first = true;
+    bool zeros = true;  // nothing but zero stuffing so far
+    for (std::size_t i = 0; i + 4 <= head.size(); ++i) {
+        zeros = zeros && head[i] == 0;
+        if (head[i] || head[i + 1] || head[i + 2] != 1) continue;
+        const int code = head[i + 3];
+        const bool isLayer = code >= 0x20 && code <= 0x2F;
+        const bool isHeader = code <= 0x1F || isLayer || (code >= 0xB0 && code <= 0xB6);
+        if (!isHeader || code == 0xB4) return unlikely;
+        if (isLayer) return first && zeros ? certain : possible;
+        // What begins with a sequence or a video object holds a layer close behind.
+        if (code > 0x1F && code != 0xB0 && code != 0xB5) first = false;
+    }
+    return unlikely;
+}
+
 }  // namespace
 
 const std::vector<Codec>& registry() {
     static const std::vector<Codec> codecs = {
         {{"mpeg2", "mpeg1", "mpeg2video", "mpeg1video", "mpegvideo"}, probeMpegVideo, codecs::makeMpeg2Decoder},
+        {{"mpeg4", "mp4v", "m4v"}, probeMpeg4Video, codecs::makeMpeg4Decoder},
     };
     return codecs;
 }

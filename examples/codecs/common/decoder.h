@@ -21,12 +21,19 @@ struct PlaneView {
     int height;
 };
 
+// The quantisers of a picture's macroblocks, one byte each in raster order.
+struct QuantiserMap {
+    const std::uint8_t* data = nullptr;  // null: not known
+    std::ptrdiff_t step = 0;             // macroblocks per row
+};
+
 // A picture for display: planar Y, U, V, 4:2:0 unless the planes' sizes say otherwise.
 struct FrameView {
     std::array<PlaneView, 3> planes;
     char type = '?';  // coding type: 'I', 'P' or 'B'
     bool interlaced = false;
     bool topFieldFirst = true;
+    QuantiserMap quantisers;
 };
 
 // What a stream is, known once its headers are decoded.
