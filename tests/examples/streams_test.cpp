@@ -22,7 +22,7 @@ void PrintTo(const Stream& stream, std::ostream* to) {
 }
 
 bool isDecoded(const std::string& file) {
-    return file.starts_with("mpeg1_") || file.starts_with("mpeg2_");
+    return file.starts_with("mpeg1_") || file.starts_with("mpeg2_") || file.starts_with("mpeg4_");
 }
 
 // Lines "file,codec,width,height,frames,check,value"; the check of all streams decoded here is psnr.
