@@ -68,11 +68,11 @@ void copyLevels(const CoefList& list, const CoefMap& map, Qvo16s* pBuffer) {
 
 // ---- inverse quantisation ----
 
-// Quantises elements first to end - 1 inversely and clips them. Returns the sum of the results.
+// Quantises a block inversely and clips. Returns the sum of the results.
 template <class Rule>
-Qvo32s quantInv(Qvo16s* pBlock, int first, int end, Qvo32s minimum, Qvo32s maximum, Rule rule) {
+Qvo32s quantInv(Qvo16s* pBlock, Qvo32s minimum, Qvo32s maximum, Rule rule) {
     Qvo32s sum = 0;
-    for (int i = first; i < end; ++i) {
+    for (int i = 0; i < 64; ++i) {
         const Qvo32s coef = clamp(rule(pBlock[i], i), minimum, maximum);
         pBlock[i] = static_cast<Qvo16s>(coef);
         sum += coef;
@@ -80,22 +80,29 @@ Qvo32s quantInv(Qvo16s* pBlock, int first, int end, Qvo32s minimum, Qvo32s maxim
     return sum;
 }
 
-void ownvQuantInv_16s_I(Qvo16s* pBlock, int first, int end, Qvo32s QP, Qvo32s minimum, Qvo32s maximum) {
-    quantInv(pBlock, first, end, minimum, maximum, [rule = QuantH263(QP)](Qvo16s level, int) { return rule(level); });
+// The same for the AC coefficients of an intra block, whose scaled DC takes its place and counts for the sum.
+template <class Rule>
+Qvo32s quantInvAC(Qvo16s* pBlock, Qvo16s dc, Qvo32s minimum, Qvo32s maximum, Rule rule) {
+    const Qvo32s sum = quantInv(pBlock, minimum, maximum, rule) - pBlock[0] + dc;
+    pBlock[0] = dc;
+    return sum;
 }
 
-// The matrix method, with mismatch control, of the AC coefficients behind an intra DC that is already in place.
-void ownvQuantInvIntraQ_AC_16s_I(Qvo16s* pBlock, Qvo32s QP, Qvo32s minimum, Qvo32s maximum, const Qvo8u* pQMatrix) {
-    const Qvo32s sum = quantInv(pBlock, 1, 64, minimum, maximum,
-                                [=](Qvo16s level, int i) { return quantInvIntraQ(level, QP, pQMatrix[i]); });
-    controlMismatch(pBlock, pBlock[0] + sum);
+// The method of H.263. An intra DC is put in its place afterwards.
+void ownvQuantInv_16s_I(Qvo16s* pBlock, Qvo32s QP, Qvo32s minimum, Qvo32s maximum) {
+    quantInv(pBlock, minimum, maximum, [rule = QuantH263(QP)](Qvo16s level, int) { return rule(level); });
 }
 
-// The matrix method, with mismatch control, of all coefficients of an inter block.
+// The matrix method with mismatch control, for intra and inter blocks.
+void ownvQuantInvIntraQ_AC_16s_I(Qvo16s* pBlock, Qvo16s dc, Qvo32s QP, Qvo32s minimum, Qvo32s maximum,
+                                 const Qvo8u* pQMatrix) {
+    controlMismatch(pBlock, quantInvAC(pBlock, dc, minimum, maximum,
+                                       [=](Qvo16s level, int i) { return intraByMatrix(level, QP, pQMatrix[i]); }));
+}
+
 void ownvQuantInvInterQ_16s_I(Qvo16s* pBlock, Qvo32s QP, Qvo32s minimum, Qvo32s maximum, const Qvo8u* pQMatrix) {
-    const Qvo32s sum = quantInv(pBlock, 0, 64, minimum, maximum,
-                                [=](Qvo16s level, int i) { return quantInvInterQ(level, QP, pQMatrix[i]); });
-    controlMismatch(pBlock, sum);
+    controlMismatch(pBlock, quantInv(pBlock, minimum, maximum,
+                                     [=](Qvo16s level, int i) { return interByMatrix(level, QP, pQMatrix[i]); }));
 }
 
 bool isFlag(Qvo32s v) {
@@ -111,8 +118,8 @@ Qvo32s coefLimit(Qvo32s bitsPerPixel) {
     return (1 << (bitsPerPixel + 3)) - 1;
 }
 
-void scaleDC(Qvo16s* pBlock, Qvo32s scaler, Qvo32s maximum) {
-    pBlock[0] = static_cast<Qvo16s>(clamp(pBlock[0] * scaler, -maximum - 1, maximum));
+Qvo16s scaledDC(const Qvo16s* pBlock, Qvo32s scaler, Qvo32s maximum) {
+    return static_cast<Qvo16s>(clamp(pBlock[0] * scaler, -maximum - 1, maximum));
 }
 
 }  // namespace
@@ -167,11 +174,13 @@ QvoStatus qvoiQuantInvIntra_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u*
     if (pSrcDst == nullptr) return qvoStatusNullPtr;
     if (!isQuantiser(QP)) return qvoStatusQuantRange;
 
-    scaleDC(pSrcDst, dcScaler(QP, videoComp == qvoVideoChrominance), maxCoef);
-    if (pQMatrix != nullptr)
-        ownvQuantInvIntraQ_AC_16s_I(pSrcDst, QP, minCoef, maxCoef, pQMatrix);
-    else
-        ownvQuantInv_16s_I(pSrcDst, 1, 64, QP, minCoef, maxCoef);
+    const Qvo16s dc = scaledDC(pSrcDst, dcScaler(QP, videoComp == qvoVideoChrominance), maxCoef);
+    if (pQMatrix != nullptr) {
+        ownvQuantInvIntraQ_AC_16s_I(pSrcDst, dc, QP, minCoef, maxCoef, pQMatrix);
+    } else {
+        ownvQuantInv_16s_I(pSrcDst, QP, minCoef, maxCoef);
+        pSrcDst[0] = dc;
+    }
     return qvoStatusOk;
 }
 
@@ -182,7 +191,7 @@ QvoStatus qvoiQuantInvInter_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo8u*
     if (pQMatrix != nullptr)
         ownvQuantInvInterQ_16s_I(pSrcDst, QP, minCoef, maxCoef, pQMatrix);
     else
-        ownvQuantInv_16s_I(pSrcDst, 0, 64, QP, minCoef, maxCoef);
+        ownvQuantInv_16s_I(pSrcDst, QP, minCoef, maxCoef);
     return qvoStatusOk;
 }
 
@@ -194,8 +203,8 @@ QvoStatus qvoiQuantInvIntraFirst_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, const Q
     if (!isFlag(dcScalerFlag)) return qvoStatusQuantBitsFlag;
 
     const Qvo32s limit = coefLimit(bitsPerPixel);
-    scaleDC(pSrcDst, dcScaler(dcScalerFlag * QP, videoComp == qvoVideoChrominance), limit);
-    ownvQuantInvIntraQ_AC_16s_I(pSrcDst, QP, -limit - 1, limit, pQMatrix);
+    const Qvo16s dc = scaledDC(pSrcDst, dcScaler(dcScalerFlag * QP, videoComp == qvoVideoChrominance), limit);
+    ownvQuantInvIntraQ_AC_16s_I(pSrcDst, dc, QP, -limit - 1, limit, pQMatrix);
     return qvoStatusOk;
 }
 
@@ -208,8 +217,9 @@ QvoStatus qvoiQuantInvIntraSecond_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s
     if (!isPrecision(bitsPerPixel)) return qvoStatusQuantPrecision;
 
     const Qvo32s limit = coefLimit(bitsPerPixel);
-    scaleDC(pSrcDst, dcScaler(dcScalerFlag * QP, videoComp == qvoVideoChrominance), limit);
-    ownvQuantInv_16s_I(pSrcDst, 1, 64, QP, -limit - 1, limit);
+    const Qvo16s dc = scaledDC(pSrcDst, dcScaler(dcScalerFlag * QP, videoComp == qvoVideoChrominance), limit);
+    ownvQuantInv_16s_I(pSrcDst, QP, -limit - 1, limit);
+    pSrcDst[0] = dc;
     return qvoStatusOk;
 }
 
@@ -229,17 +239,17 @@ QvoStatus qvoiQuantInvInterSecond_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s
     if (!isPrecision(bitsPerPixel)) return qvoStatusQuantPrecision;
 
     const Qvo32s limit = coefLimit(bitsPerPixel);
-    ownvQuantInv_16s_I(pSrcDst, 0, 64, QP, -limit - 1, limit);
+    ownvQuantInv_16s_I(pSrcDst, QP, -limit - 1, limit);
     return qvoStatusOk;
 }
 
 QvoStatus qvoiQuantInvIntra_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* pQMatrix) {
     if (anyNull(pSrcDst, pQMatrix)) return qvoStatusNullPtr;
 
-    const Qvo32s sum = quantInv(pSrcDst, 1, 64, minCoef, maxCoef, [=](Qvo16s level, int i) -> Qvo32s {
+    const Qvo32s sum = quantInvAC(pSrcDst, pSrcDst[0], minCoef, maxCoef, [=](Qvo16s level, int i) -> Qvo32s {
         return wrap16(pQMatrix[i] * level * 2 * QP / 16);
     });
-    controlMismatch(pSrcDst, pSrcDst[0] + sum);
+    controlMismatch(pSrcDst, sum);
     return qvoStatusOk;
 }
 
@@ -248,11 +258,11 @@ QvoStatus qvoiQuantInv_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Qvo16s* p
 
     Qvo32s sum;
     if (pQMatrix != nullptr)
-        sum = quantInv(pSrcDst, 0, 64, minCoef, maxCoef, [=](Qvo16s level, int i) -> Qvo32s {
+        sum = quantInv(pSrcDst, minCoef, maxCoef, [=](Qvo16s level, int i) -> Qvo32s {
             return wrap16(pQMatrix[i] * QP * (2 * level + sign(level)) / 16);
         });
     else
-        sum = quantInv(pSrcDst, 0, 64, minCoef, maxCoef,
+        sum = quantInv(pSrcDst, minCoef, maxCoef,
                        [=](Qvo16s level, int) -> Qvo32s { return wrap16(QP * (2 * level + sign(level))); });
     controlMismatch(pSrcDst, sum);
     return qvoStatusOk;

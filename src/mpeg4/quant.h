@@ -33,22 +33,25 @@ inline Qvo32s quantisedDC(Qvo32s difference, Qvo32s predictor, Qvo32s scaler) {
     return clipCoef(wrap16(difference + (predictor + scaler / 2) / scaler));
 }
 
+// Products below are of two 16-bit numbers, which vector units have even where they lack the product of 32-bit ones.
+
 // The method of H.263: 2 QP |L| + QP, minus one where QP is even, with the sign of L.
 struct QuantH263 {
-    Qvo32s scale;
-    Qvo32s offset;
+    Qvo16s scale;
+    Qvo16s offset;
 
-    explicit QuantH263(Qvo32s QP) : scale(2 * QP), offset((QP - 1) | 1) {}
-    Qvo32s operator()(Qvo32s level) const { return scale * level + offset * sign(level); }
+    explicit QuantH263(Qvo32s QP) : scale(static_cast<Qvo16s>(2 * QP)), offset(static_cast<Qvo16s>((QP - 1) | 1)) {}
+    Qvo32s operator()(Qvo16s level) const { return scale * level + static_cast<Qvo16s>(offset * sign(level)); }
 };
 
 // The method of MPEG-2, weighting by a matrix, of an intra AC coefficient and of an inter coefficient.
-inline Qvo32s quantInvIntraQ(Qvo32s level, Qvo32s QP, Qvo32s weight) {
-    return weight * QP * level / 8;
+inline Qvo32s intraByMatrix(Qvo16s level, Qvo32s QP, Qvo8u weight) {
+    const Qvo16s factor = static_cast<Qvo16s>(weight * QP);
+    return factor * level / 8;
 }
-inline Qvo32s quantInvInterQ(Qvo32s level, Qvo32s QP, Qvo32s weight) {
-    const Qvo32s magnitude = level < 0 ? -level : level;
-    return sign(level) * ((2 * magnitude + 1) * weight * QP >> 4);
+inline Qvo32s interByMatrix(Qvo16s level, Qvo32s QP, Qvo8u weight) {
+    const Qvo16s factor = static_cast<Qvo16s>(weight * QP);
+    return (2 * (factor * level) + static_cast<Qvo16s>(factor * sign(level))) / 16;
 }
 
 // Mismatch control: makes the sum of the coefficients odd by moving coefficient 63 by one, an odd one down and an even

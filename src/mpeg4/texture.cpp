@@ -236,7 +236,7 @@ void scatterH263(const CoefList& list, Qvo32s first, Qvo32s QP, Qvo16s* pBlock) 
 Qvo32s ownvQuantInvInterQ_Compact_16s_I(const CoefList& list, Qvo32s QP, const Qvo8u* pQMatrix, Qvo16s* pBlock) {
     Qvo32s sum = 0;
     for (Qvo32s i = 0; i < list.count; ++i) {
-        const Qvo32s coef = clipCoef(quantInvInterQ(list.level[i], QP, pQMatrix[list.index[i]]));
+        const Qvo32s coef = clipCoef(interByMatrix(list.level[i], QP, pQMatrix[list.index[i]]));
         pBlock[list.index[i]] = static_cast<Qvo16s>(coef);
         sum += coef;
     }
@@ -246,7 +246,7 @@ Qvo32s ownvQuantInvInterQ_Compact_16s_I(const CoefList& list, Qvo32s QP, const Q
 Qvo32s ownvQuantInvIntraQ_AC_Compact_16s_I(const CoefList& list, Qvo32s QP, const Qvo8u* pQMatrix, Qvo16s* pBlock) {
     Qvo32s sum = 0;
     for (Qvo32s i = 1; i < list.count; ++i) {
-        const Qvo32s coef = clipCoef(quantInvIntraQ(list.level[i], QP, pQMatrix[list.index[i]]));
+        const Qvo32s coef = clipCoef(intraByMatrix(list.level[i], QP, pQMatrix[list.index[i]]));
         pBlock[list.index[i]] = static_cast<Qvo16s>(coef);
         sum += coef;
     }
