@@ -270,6 +270,78 @@ TEST(IntraBlock, NoNeighbours) {
     EXPECT_EQ(1, buffers.columnAt(1));   // position 1 of the alternate-vertical scan
 }
 
+// What later blocks predict from, kept for every block of a picture instead of in buffers.
+struct Neighbour {
+    Qvo16s dc = -1;
+    std::array<Qvo16s, 8> row = {}, column = {};
+};
+
+// Luminance of whole pictures, with macroblocks that are not intra in between, in the buffers that codecs keep: eight
+// entries per block column and a slot in front in the row buffer, two slots in the column buffer. The blocks' update of
+// the buffers then has to bring the right neighbours together everywhere.
+TEST(IntraBlock, BuffersBringNeighboursTogether) {
+    constexpr int columns = 4, rows = 4;
+    Random random(3);
+    for (int picture = 0; picture < 300; ++picture) {
+        Neighbour grid[2 * rows + 1][2 * columns + 1];  // with a border above and to the left
+        int QPs[rows][columns];
+        std::array<Qvo16s, 8 * (2 * columns + 1)> row;
+        std::array<Qvo16s, 16> column;
+        row.fill(-1);
+        for (int y = 0; y < rows; ++y) {
+            row[0] = column[0] = column[8] = -1;
+            for (int x = 0; x < columns; ++x) {
+                Qvo16s* const slot = row.data() + 8 + 16 * x;
+                QPs[y][x] = random.range(1, 31);
+                if (random.chance(20)) {  // not intra
+                    slot[-8] = column[8];
+                    column[0] = slot[8];
+                    slot[0] = slot[8] = column[8] = -1;
+                    continue;
+                }
+                const int ac = random.range(0, 1);
+                for (int block = 0; block < 4; ++block) {
+                    const int gridX = 2 * x + block % 2 + 1, gridY = 2 * y + block / 2 + 1;
+                    IntraArguments a = {QPs[y][x], block, 1, ac, false, {0, 0}, nullptr};
+                    if (x > 0) a.neighbourQP[0] = static_cast<Qvo8u>(QPs[y][x - 1]);
+                    if (y > 0) a.neighbourQP[1] = static_cast<Qvo8u>(QPs[y - 1][x]);
+                    const std::string bits = dcDifference(random.range(-9, 9), false) +
+                                             randomBlock(intraCodes(), random, 1, 20, random.range(1, 5));
+
+                    const Neighbour& left = grid[gridY][gridX - 1];
+                    const Neighbour& above = grid[gridY - 1][gridX];
+                    Buffers b = {};
+                    for (int i = 1; i < 8; ++i) {
+                        b.rowAt(i) = above.row[static_cast<std::size_t>(i)];
+                        b.columnAt(i) = left.column[static_cast<std::size_t>(i)];
+                    }
+                    b.rowAt(-8) = left.dc;
+                    b.rowAt(0) = above.dc;
+                    b.columnAt(0) = grid[gridY - 1][gridX - 1].dc;
+                    QvoStatus status;
+                    decodeBySteps(a, bits, b, status);
+                    Neighbour& current = grid[gridY][gridX];
+                    for (int i = 1; i < 8; ++i) {
+                        current.row[static_cast<std::size_t>(i)] = b.rowAt(i);
+                        current.column[static_cast<std::size_t>(i)] = b.columnAt(i);
+                    }
+                    current.dc = block == 3 ? b.columnAt(0) : b.rowAt(0);
+
+                    Stream stream(bits);
+                    std::array<Qvo8u, 8 * pixelStep> pixels = {};
+                    ASSERT_EQ(status, qvoiDecodeBlockCoef_Intra_MPEG4_1u8u(
+                                          &stream.position, &stream.bitOffset, pixels.data(), pixelStep,
+                                          slot + 8 * (block % 2), column.data() + 8 * (block / 2), a.QP,
+                                          a.neighbourQP.data(), nullptr, block, 1, ac));
+                    ASSERT_EQ(b.pixels, pixels)
+                        << "picture " << picture << " block " << block << " of " << x << ' ' << y;
+                }
+            }
+            row[16 * columns] = column[8];  // as block 1 of a further macroblock would do
+        }
+    }
+}
+
 TEST(BlockDecoders, CheckTheirArguments) {
     Stream stream(std::string(64, '1'));
     Qvo8u* const begin = stream.position;
