@@ -66,14 +66,6 @@ struct Event {
     Qvo32s level;
 };
 
-const TcoefEntry& lookUp(const TcoefTable& table, Qvo32u bits) {
-    if (bits >= 512) return table._512_5[(bits - 512) >> 5];
-    if (bits >= 128) return table._128_2[(bits - 128) >> 2];
-    return table._8[bits - 8];
-}
-
-constexpr Qvo32u smallestCode = 8;  // of 12 bits
-
 Qvo32s withSign(Qvo32s level, Qvo32u negative) {
     return negative != 0 ? -level : level;
 }
@@ -92,8 +84,9 @@ bool readEscape(BitWindow& bits, const TcoefTable& table, Event& event) {
     }
     const bool runEscape = bits.get(1) != 0;
     if (runEscape) bits.skip(1);
-    if (bits.peek(12) < smallestCode) return false;
-    const TcoefEntry entry = lookUp(table, bits.peek(12));
+    const Qvo32u code = bits.peek(12);
+    if (code < smallestTcoefCode) return false;
+    const TcoefEntry entry = table.entries[tcoefIndex(code)];
     if (entry.level == tcoefEscapeLevel) return false;
     bits.skip(entry.length);
     event.last = entry.last;
@@ -105,8 +98,8 @@ bool readEscape(BitWindow& bits, const TcoefTable& table, Event& event) {
 bool readEvent(BitWindow& bits, const TcoefTable& table, Event& event) {
     bits.need(13);
     const Qvo32u code = bits.peek(12);
-    if (code < smallestCode) return false;
-    const TcoefEntry entry = lookUp(table, code);
+    if (code < smallestTcoefCode) return false;
+    const TcoefEntry entry = table.entries[tcoefIndex(code)];
     bits.skip(entry.length);
     if (entry.level == tcoefEscapeLevel) return readEscape(bits, table, event);
     event = {entry.last, entry.run, withSign(entry.level, bits.get(1))};

@@ -6,18 +6,12 @@ namespace qvovc {
 
 namespace {
 
-// Enters a code at every value of the 12 bits that begins with it. Its length decides how many of them a piece tells
-// apart: writing an entry more than once does no harm.
+// Enters a code at every value of the 12 bits that begins with it. Where the table tells fewer values apart an entry is
+// written more than once, which does no harm.
 constexpr void enter(TcoefTable& table, Qvo32u code, Qvo32u length, TcoefEntry entry) {
     const Qvo32u first = code << (12 - length);
-    for (Qvo32u bits = first; bits < first + (1u << (12 - length)); ++bits) {
-        if (bits >= 512)
-            table._512_5[(bits - 512) >> 5] = entry;
-        else if (bits >= 128)
-            table._128_2[(bits - 128) >> 2] = entry;
-        else
-            table._8[bits - 8] = entry;
-    }
+    for (Qvo32u bits = first; bits < first + (1u << (12 - length)); ++bits)
+        table.entries[tcoefIndex(bits)] = entry;
 }
 
 // Enters the events of one value of last, whose codes begin at *codes, and returns where they end.

@@ -17,12 +17,19 @@ struct TcoefEntry {
 
 constexpr Qvo8u tcoefEscapeLevel = 255;
 
-// The more zeros the 12 bits begin with, the longer the codes and the finer the table: three pieces, lying one behind
-// the other.
+// The more zeros the 12 bits begin with, the longer the codes and the finer the table. It has three pieces: for 8 to 127
+// by all 12 bits, for 128 to 511 by the upper 10, for 512 to 4095 by the upper 7. Smaller values are no code.
+inline constexpr Qvo32u smallestTcoefCode = 8;
+
+// The table entry for 12 bits, chosen without branches, which streams would make hard to predict.
+inline constexpr Qvo32u tcoefIndex(Qvo32u bits) {
+    const Qvo32u shift = bits < 128 ? 0 : bits < 512 ? 2 : 5;
+    const Qvo32u first = bits < 128 ? 0 - 8u : bits < 512 ? 120 - (128u >> 2) : 120 + 96 - (512u >> 5);
+    return (bits >> shift) + first;
+}
+
 struct TcoefTable {
-    TcoefEntry _8[120];      // 8..127: by all 12 bits
-    TcoefEntry _128_2[96];   // 128..511: by the upper 10 bits
-    TcoefEntry _512_5[112];  // 512..4095: by the upper 7 bits
+    TcoefEntry entries[120 + 96 + 112];
 
     // Indexed by last: the largest level with a code at a run (0: none), and one more than the largest run with a
     // code at a level (0: none).
