@@ -284,7 +284,7 @@ struct IntraPrediction {
 
 QvoStatus checkIntraBlock(const IntraBlock& block) {
     if (block.dstStep < 1) return qvoStatusStep;
-    if (anyNull(block.pQPBuf) || anyNull(block.pRowBuf, block.pColumnBuf)) return qvoStatusNullPtr;
+    if (anyNull(block.pQPBuf, block.pRowBuf, block.pColumnBuf)) return qvoStatusNullPtr;
     if (block.blockIndex < 0 || block.blockIndex > 9) return qvoStatusBlockIndex;
     if (!isQuantiser(block.QP)) return qvoStatusQuantRange;
     return qvoStatusOk;
@@ -316,8 +316,11 @@ IntraPrediction predictionOf(const IntraBlock& block, bool acPrediction) {
     return prediction;
 }
 
-// Keeps a block's DC coefficient for the blocks predicted from it. Blocks 1 and 3 end a row of their macroblock: what
-// block 1 replaces is kept back for the blocks below, and block 3 leaves the row buffer alone.
+// Keeps a block's DC coefficient for the blocks predicted from it. The row buffer holds the bottom blocks of the
+// macroblocks above and, as far as they are decoded, the top blocks of this row; the bottom blocks wait in the column
+// buffer. Block 1 therefore exchanges the entries of the macroblock to the left: its bottom DC is what block 2 has on the
+// left and the row below above it, its top DC is what block 2 has above and to the left. Block 3's DC stays in the
+// column buffer until block 1 of the next macroblock does the same with it.
 void storeDC(const IntraBlock& block, Qvo16s dc) {
     Qvo16s* const row = block.pRowBuf;
     Qvo16s* const column = block.pColumnBuf;
@@ -353,8 +356,9 @@ void reconstructIntra(const IntraBlock& block, const IntraPrediction& prediction
 }
 
 void fillBlock(const IntraBlock& block, Qvo8u value) {
-    for (int y = 0; y < 8; ++y)
-        std::memset(block.pDst + y * block.dstStep, value, 8);
+    Qvo8u* pDst = block.pDst;
+    for (int y = 0; y < 8; ++y, pDst += block.dstStep)
+        std::memset(pDst, value, 8);
 }
 
 QvoStatus decodeIntra(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const IntraBlock& block, bool dcVLC, bool acPrediction,
@@ -426,7 +430,7 @@ QvoStatus qvoiDecodeVLCZigzag_Inter_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBi
 
 QvoStatus qvoiDecodeBlockCoef_Inter_MPEG4_1u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo16s* pDst, Qvo32s QP,
                                                 const Qvo8u* pQMatrix) {
-    if (QvoStatus status = checkPosition(ppBitStream, pBitOffset, pDst)) return status;
+    if (const QvoStatus status = checkPosition(ppBitStream, pBitOffset, pDst)) return status;
     if (!isQuantiser(QP)) return qvoStatusQuantRange;
 
     CoefList list;
