@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qvovc.h"
@@ -106,10 +107,37 @@ void addInterpolation() {
     }
 }
 
+// A macroblock on a slope of noise around which the filters work on every line.
+void addDeblocking() {
+    using Filter = QvoStatus (*)(Qvo8u*, Qvo32s, const Qvo8u*, const Qvo8u*, const Qvo8u*, const Qvo8u*);
+    static Plane plane;
+    for (Qvo8u& sample : plane.samples)
+        sample = static_cast<Qvo8u>(100 + sample % 8);
+    static const Qvo8u alpha[2] = {40, 40}, beta[2] = {10, 10};
+    static Qvo8u thresholds[16], strengths[3][16];
+    std::fill_n(thresholds, 16, Qvo8u{3});
+    std::fill_n(strengths[0], 16, Qvo8u{2});
+    std::fill_n(strengths[1], 16, Qvo8u{4});
+    strengths[2][5] = 2;
+    static const std::pair<const char*, Filter> filters[] = {
+        {"DeblockLumaVer", qvoiFilterDeblockingLuma_VerEdge_H264_8u_C1IR},
+        {"DeblockLumaHor", qvoiFilterDeblockingLuma_HorEdge_H264_8u_C1IR},
+        {"DeblockChromaVer", qvoiFilterDeblockingChroma_VerEdge_H264_8u_C1IR},
+        {"DeblockChromaHor", qvoiFilterDeblockingChroma_HorEdge_H264_8u_C1IR}};
+    static const char* const patterns[] = {"/strength2", "/strength4", "/mostly0"};
+    for (const auto& [name, filter] : filters) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            add(std::string(name) + patterns[i],
+                [filter = filter, i] { filter(plane.at(), step, alpha, beta, thresholds, strengths[i]); });
+        }
+    }
+}
+
 const int registered = [] {
     addIntra();
     addTransforms();
     addInterpolation();
+    addDeblocking();
     return 0;
 }();
 

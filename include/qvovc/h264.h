@@ -1,5 +1,5 @@
 /* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction, transforms with
- * quantisation, sample interpolation and weighted averaging. */
+ * quantisation, sample interpolation and weighted averaging, deblocking. */
 #ifndef QVOVC_H264_H
 #define QVOVC_H264_H
 
@@ -236,6 +236,43 @@ QVO_API QvoStatus qvoiInterpolateChroma_H264_8u_C1R(const Qvo8u* pSrc, Qvo32s sr
 QVO_API QvoStatus qvoiWeightedAverage_H264_8u_C1IR(const Qvo8u* pSrc, Qvo8u* pSrcDst, Qvo32s step, Qvo32s weight1,
                                                    Qvo32s weight2, Qvo8u shift, Qvo32s offset, Qvo32s width,
                                                    Qvo32s height);
+
+/* ---- deblocking ---------------------------------------------------------------------------------------------- */
+
+/* The in-loop filter over the edges of one macroblock, in place, with the decisions and filters of H.264 clause 8.7.2.
+ * The caller derives strengths and thresholds and filters the vertical edges (across columns) before the horizontal ones
+ * (across rows), macroblock after macroblock.
+ *
+ * pSrcDst      the macroblock's top-left sample: 16x16 luma or 8x8 chroma. Edges lie at columns or rows 0, 4, 8 and 12
+ *              (luma) or 0 and 4 (chroma). Up to 4 (luma) or 2 (chroma) samples before the outer edge are read and
+ *              written
+ * step         bytes from row to row
+ * pAlpha       2 values: for the outer edge (edge 0) and for all inner edges
+ * pBeta        2 values likewise
+ * pThresholds  tc0, 4 values per edge, edge by edge: entry 4e + k for group k of edge e; 16 values (luma), 8 (chroma)
+ * pBS          16 boundary strengths, 4 per luma edge, edge by edge: entry 4e + k applies to lines 4k..4k+3 of luma
+ *              edge e. Chroma takes the same array: edge 0 entries 0..3, edge 1 entries 8..11, entry k (or 8 + k) for
+ *              lines 2k and 2k+1. 0 leaves the group alone, 4 selects the strong filter, any other value the normal one
+ *
+ * An edge whose four strengths are 0 is not even read.
+ * Statuses: -8 a pointer is null (even if all strengths are 0). Nothing else is checked. */
+QVO_API QvoStatus qvoiFilterDeblockingLuma_VerEdge_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pAlpha,
+                                                                const Qvo8u* pBeta, const Qvo8u* pThresholds,
+                                                                const Qvo8u* pBS);
+QVO_API QvoStatus qvoiFilterDeblockingLuma_HorEdge_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pAlpha,
+                                                                const Qvo8u* pBeta, const Qvo8u* pThresholds,
+                                                                const Qvo8u* pBS);
+QVO_API QvoStatus qvoiFilterDeblockingChroma_VerEdge_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pAlpha,
+                                                                  const Qvo8u* pBeta, const Qvo8u* pThresholds,
+                                                                  const Qvo8u* pBS);
+
+/* The horizontal chroma edges take two shortcuts, which make no difference for the strengths of progressive pictures:
+ * on edge 0, entry 0 decides for all 8 columns whether the strong filter is used, whatever the other entries are (0
+ * included); if it is not, entries of 4 take the normal filter. On edge 1 the normal filter is always used (in intra
+ * macroblocks too, whose inner edges have strength 3). */
+QVO_API QvoStatus qvoiFilterDeblockingChroma_HorEdge_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pAlpha,
+                                                                  const Qvo8u* pBeta, const Qvo8u* pThresholds,
+                                                                  const Qvo8u* pBS);
 
 #ifdef __cplusplus
 }
