@@ -1,6 +1,10 @@
 # shellcheck shell=bash
 # Sourced by the commands of tools/: installs the Debian packages they need.
 
+# What it takes to configure and build the px64 preset, and to make and judge clips.
+px64_packages=(g++ cmake ninja-build pkg-config python3 googletest libbenchmark-dev libcli11-dev libpng-dev nettle-dev
+    libavformat-dev libavcodec-dev libavutil-dev ffmpeg)
+
 # need_packages PKG...: installs those of the packages that are missing, or says in one line which they are and
 # fails. Where there is no dpkg the packages are taken to be there.
 need_packages() {
