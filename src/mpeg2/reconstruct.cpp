@@ -129,8 +129,12 @@ template <class Form>
 
 // ---- inverse quantisation of whole blocks ----
 
+// In 16 bits throughout, for which a vector unit has limits where it has none for 32.
 Qvo16s saturate12(Qvo16s v) {
-    return static_cast<Qvo16s>(clamp(v, -2048, 2047));
+    constexpr Qvo16s low = -2048;
+    constexpr Qvo16s high = 2047;
+    const Qvo16s limited = v < low ? low : v;
+    return limited > high ? high : limited;
 }
 
 // dequantise(i) gives the value of position i before it is cut and saturated; parity comes in with what is

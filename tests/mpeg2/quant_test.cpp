@@ -38,7 +38,7 @@ TEST(Quant, AgreesWithTheDefinition) {
                                   : static_cast<float>(random.range(-100000, 100000)) * 1e-3f;
         }
         Guarded<Qvo16s> block(64);
-        const int scale = random.chance(20) ? 32767 : 32 * QP > 32767 || QP < 0 ? 5000 : 32 * QP;
+        const int scale = random.chance(20) ? 32767 : QP > 1000 || QP < 0 ? 5000 : 32 * QP;
         random.fill(block, -scale, scale);
         // Multiples of the scale lead to results that are, or narrowly miss, whole numbers.
         for (Qvo16s& c : block) {
