@@ -133,11 +133,38 @@ void addDeblocking() {
     }
 }
 
+// A different block each time: what the branches meet is not learnt by heart.
+void addCavlc() {
+    static const Qvo32s zigzag[16] = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15};
+    static Qvo16s blocks[256][16];
+    static std::size_t next;
+    static Qvo8u ones, signs, count, zeros, runs[16];
+    static Qvo16s levels[16];
+    Random random(3);
+    for (auto& block : blocks) {
+        for (int i = 0; i < 16; ++i) {
+            const int limit = i < 3 ? 4 : i < 8 ? 1 : 0;
+            block[zigzag[i]] = static_cast<Qvo16s>(random.range(-limit, limit));
+        }
+    }
+    add("CAVLC/sameBlock", [] {
+        qvoiEncodeCoeffsCAVLC_H264_16s(blocks[0], 0, zigzag, 15, &ones, &signs, &count, &zeros, levels, runs);
+    });
+    add("CAVLC/otherBlocks", [] {
+        qvoiEncodeCoeffsCAVLC_H264_16s(blocks[next++ % 256], 0, zigzag, 15, &ones, &signs, &count, &zeros, levels,
+                                       runs);
+    });
+    add("CAVLC/chromaDC", [] {
+        qvoiEncodeChromaDcCoeffsCAVLC_H264_16s(blocks[next++ % 256], &ones, &signs, &count, &zeros, levels, runs);
+    });
+}
+
 const int registered = [] {
     addIntra();
     addTransforms();
     addInterpolation();
     addDeblocking();
+    addCavlc();
     return 0;
 }();
 

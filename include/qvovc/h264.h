@@ -1,5 +1,5 @@
-/* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction, transforms with
- * quantisation, sample interpolation and weighted averaging, deblocking. */
+/* H.264 (ITU-T H.264, ISO/IEC 14496-10): intra prediction, transforms with quantisation, interpolation and weighted
+ * averaging for inter prediction, deblocking, and the preparation of CAVLC syntax elements. */
 #ifndef QVOVC_H264_H
 #define QVOVC_H264_H
 
@@ -273,6 +273,42 @@ QVO_API QvoStatus qvoiFilterDeblockingChroma_VerEdge_H264_8u_C1IR(Qvo8u* pSrcDst
 QVO_API QvoStatus qvoiFilterDeblockingChroma_HorEdge_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, const Qvo8u* pAlpha,
                                                                   const Qvo8u* pBeta, const Qvo8u* pThresholds,
                                                                   const Qvo8u* pBS);
+
+/* ---- CAVLC --------------------------------------------------------------------------------------------------- */
+
+/* The two operations split a block's coefficients into the syntax elements of CAVLC (H.264 clauses 7.3.5.3.2 and 9.2).
+ * They write no bits: the caller looks up coeff_token, level_prefix, total_zeros and run_before codes and writes them.
+ * Coefficients are met in coding order, from the highest scan position down.
+ *
+ * pTrailingOnes      the number of trailing ones, 0..3: the values of +-1 met before any other nonzero value, zeros not
+ *                    counting
+ * pTrailingOneSigns  a bit for each of them, 1 for -1; the first one met is the most significant
+ * pNumCoefs          the number of nonzero coefficients
+ * pTotalZeros        the zeros from the first examined position up to the highest nonzero coefficient; without any
+ *                    such, the number of positions examined
+ * pLevels            the other nonzero coefficients in coding order; up to 16
+ * pRuns              entry k is the number of zeros between nonzero coefficients k and k + 1 in coding order; up to 15,
+ *                    one less than there are coefficients
+ *
+ * Entries of pLevels and pRuns beyond those are not written. */
+
+/* A block of 4x4 coefficients.
+ *
+ * pCoef  16 coefficients in raster order
+ * first  first scan position, 0, or 1 for blocks whose DC is coded separately; larger values are allowed
+ * pScan  16 entries: the raster index of each scan position
+ * last   last scan position to examine, first..15
+ *
+ * Statuses: -8 a pointer is null; -11 last > 15 or last < first. */
+QVO_API QvoStatus qvoiEncodeCoeffsCAVLC_H264_16s(const Qvo16s* pCoef, Qvo8u first, const Qvo32s* pScan, Qvo8u last,
+                                                 Qvo8u* pTrailingOnes, Qvo8u* pTrailingOneSigns, Qvo8u* pNumCoefs,
+                                                 Qvo8u* pTotalZeros, Qvo16s* pLevels, Qvo8u* pRuns);
+
+/* The 4 chroma DC coefficients, in the order of their scan.
+ * Statuses: -8 a pointer is null. */
+QVO_API QvoStatus qvoiEncodeChromaDcCoeffsCAVLC_H264_16s(const Qvo16s* pCoef, Qvo8u* pTrailingOnes,
+                                                         Qvo8u* pTrailingOneSigns, Qvo8u* pNumCoefs,
+                                                         Qvo8u* pTotalZeros, Qvo16s* pLevels, Qvo8u* pRuns);
 
 #ifdef __cplusplus
 }
