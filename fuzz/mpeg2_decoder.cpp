@@ -1,51 +1,15 @@
 // The whole MPEG-1/2 example decoder. An input is either a stream as it stands or the material for one: the target
 // then writes sound headers around it, so that few inputs are needed to reach every kind of picture and macroblock.
-#include <algorithm>
 #include <cstdint>
 #include <vector>
 
 #include "mpeg2/decoder.h"
+#include "stream_input.h"
 
 namespace {
 
-// Hands out an input's bytes, then zeros.
-class Bytes {
-  public:
-    Bytes(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-    bool empty() const { return size_ == 0; }
-    unsigned next() {
-        if (size_ == 0) return 0;
-        --size_;
-        return *data_++;
-    }
-
-  private:
-    const std::uint8_t* data_;
-    std::size_t size_;
-};
-
-class BitWriter {
-  public:
-    void startCode(unsigned code) {
-        while (used_ % 8 != 0)
-            put(0, 1);
-        put(1, 24);
-        put(code, 8);
-    }
-    void put(unsigned value, int count) {
-        for (int i = count - 1; i >= 0; --i) {
-            if (used_ % 8 == 0) bytes_.push_back(0);
-            bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | ((value >> i) & 1U) << (7 - used_ % 8));
-            ++used_;
-        }
-    }
-    const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-
-  private:
-    std::vector<std::uint8_t> bytes_;
-    std::size_t used_ = 0;
-};
+using fuzz::BitWriter;
+using fuzz::Bytes;
 
 void writeSequence(BitWriter& out, Bytes& in, bool mpeg2) {
     const unsigned width = 1 + in.next() % 100;
@@ -115,27 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<std::uint8_t> stream =
         asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Bytes(data, size));
 
-    // Every sample is read, so that none of them can lie outside the planes.
-    unsigned sum = 0;
-    const auto sink = [&sum](const codecs::FrameView& frame) {
-        for (const codecs::PlaneView& plane : frame.planes) {
-            for (int y = 0; y < plane.height; ++y) {
-                const std::uint8_t* const row = plane.data + y * plane.step;
-                for (int x = 0; x < plane.width; ++x)
-                    sum += row[x];
-            }
-        }
-    };
     const auto decoder = codecs::makeMpeg2Decoder();
-    try {
-        const std::size_t chunk = 1 + size % 97;
-        for (std::size_t at = 0; at < stream.size(); at += chunk) {
-            decoder->decode(stream.data() + at, std::min(chunk, stream.size() - at), sink);
-        }
-        decoder->finish(sink);
-    } catch (const codecs::UnsupportedStream&) {
-    }
-    [[maybe_unused]] static volatile unsigned keep;
-    keep = sum;
+    fuzz::decodeAll(*decoder, stream, 1 + size % 97);
     return 0;
 }
