@@ -23,17 +23,22 @@ std::string cleanClip(const std::string& codecOptions, const std::string& extens
                   extension);
 }
 
-// Where each picture begins, with its coding type (ISO/IEC 13818-2, 6.2.3): 1 I, 2 P, 3 B.
+// Where each picture begins, with its coding type: 1 I, 2 P, 3 B.
 struct PictureStart {
     std::size_t at;
     int type;
 };
 
-std::vector<PictureStart> findPictures(const Bytes& stream) {
+// Pictures of MPEG-1/2 (ISO/IEC 13818-2, 6.2.3) and VOPs of MPEG-4 (ISO/IEC 14496-2, 6.2.5).
+constexpr int pictureCode = 0x00;
+constexpr int vopCode = 0xB6;
+
+std::vector<PictureStart> findPictures(const Bytes& stream, int code) {
     std::vector<PictureStart> pictures;
-    for (std::size_t i = 0; i + 6 < stream.size(); ++i)
-        if (stream[i] == 0 && stream[i + 1] == 0 && stream[i + 2] == 1 && stream[i + 3] == 0)
-            pictures.push_back({i, stream[i + 5] >> 3 & 7});
+    for (std::size_t i = 0; i + 6 < stream.size(); ++i) {
+        if (stream[i] != 0 || stream[i + 1] != 0 || stream[i + 2] != 1 || stream[i + 3] != code) continue;
+        pictures.push_back({i, code == vopCode ? 1 + (stream[i + 4] >> 6) : stream[i + 5] >> 3 & 7});
+    }
     return pictures;
 }
 
@@ -50,6 +55,7 @@ struct Case {
     const char* name;
     const char* options;
     const char* extension;
+    int code = pictureCode;
 };
 
 void PrintTo(const Case& c, std::ostream* to) {
@@ -86,7 +92,7 @@ class Damage : public testing::TestWithParam<Case> {
 };
 
 TEST_P(Damage, InOnePictureBStaysThere) {
-    const auto pictures = findPictures(stream_);
+    const auto pictures = findPictures(stream_, GetParam().code);
     std::size_t b = 0;
     while (pictures[b].type != 3)
         ++b;
@@ -107,7 +113,7 @@ TEST_P(Damage, InOnePictureBStaysThere) {
 }
 
 TEST_P(Damage, CutShort) {
-    const auto pictures = findPictures(stream_);
+    const auto pictures = findPictures(stream_, GetParam().code);
     const std::size_t last = pictures.size() / 2;
     stream_.resize((pictures[last].at + pictures[last + 1].at) / 2);
 
@@ -159,12 +165,14 @@ TEST_P(Damage, NoiseAfterTheHeaders) {
     EXPECT_TRUE(ran.code == 0 || ran.code == 2) << ran.code << ran.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(Mpeg, Damage,
-                         testing::Values(Case{"Mpeg1", "-c:v mpeg1video", ".m1v"},
-                                         Case{"Mpeg2", "-c:v mpeg2video", ".m2v"},
-                                         Case{"Mpeg2Interlaced",
-                                              "-c:v mpeg2video -flags +ildct+ilme -intra_vlc 1 -alternate_scan 1",
-                                              ".m2v"}),
-                         [](const auto& kind) { return std::string(kind.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Mpeg, Damage,
+    testing::Values(Case{"Mpeg1", "-c:v mpeg1video", ".m1v"}, Case{"Mpeg2", "-c:v mpeg2video", ".m2v"},
+                    Case{"Mpeg2Interlaced", "-c:v mpeg2video -flags +ildct+ilme -intra_vlc 1 -alternate_scan 1",
+                         ".m2v"},
+                    Case{"Mpeg4", "-c:v mpeg4 -f m4v -flags +mv4 -mbd rd", ".m4v", vopCode},
+                    Case{"Mpeg4Packets", "-c:v mpeg4 -f m4v -ps 300", ".m4v", vopCode},
+                    Case{"Mpeg4Partitioned", "-c:v mpeg4 -f m4v -data_partitioning 1 -ps 500", ".m4v", vopCode}),
+    [](const auto& kind) { return std::string(kind.param.name); });
 
 }  // namespace
