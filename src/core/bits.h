@@ -3,6 +3,8 @@
 #ifndef QVOVC_SRC_CORE_BITS_H
 #define QVOVC_SRC_CORE_BITS_H
 
+#include <cstdint>
+
 #include "qvovc/internals.h"
 #include "qvovc/types.h"
 
@@ -55,38 +57,43 @@ inline Qvo32s PutBits(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo32u code, Qvo3
 
 // ---- word streams ----
 
-// A word-stream reading position held in locals while a block is decoded.
-struct WordReader {
-    Qvo32u* word;
-    Qvo32s offset;  // 31..0: index of the next bit, 31 the most significant
+// A word-stream reading position with the bits that follow it in a register. The next word is fetched only where bits
+// of it are looked at.
+class WordReader {
+  public:
+    WordReader(Qvo32u* word, Qvo32s offset)
+        : bits_(std::uint64_t{word[0]} << 32 << (31 - offset)), count_(offset + 1), next_(word + 1) {}
 
-    // The 32 bits that follow the position. Reads the next word even where its bits are not needed.
-    Qvo32u peek32() const {
-        const Qvo32u high = word[0] << (31 - offset);
-        return high | (word[1] >> 1) >> offset;
+    // The next n bits (1..32).
+    Qvo32u peek(Qvo32s n) {
+        if (count_ < n) {
+            bits_ |= std::uint64_t{*next_++} << (32 - count_);
+            count_ += 32;
+        }
+        return static_cast<Qvo32u>(bits_ >> (64 - n));
     }
 
-    // The n bits (1..32) that follow the position.
-    Qvo32u peek(Qvo32s n) const { return peek32() >> (32 - n); }
-
-    void skip(Qvo32s n) {  // 0..32
-        offset -= n;
-        word += offset < 0;
-        offset &= 31;
+    // Moves on by n bits (0..32) that have been looked at.
+    void skip(Qvo32s n) {
+        bits_ <<= n;
+        count_ -= n;
     }
 
-    Qvo32u get(Qvo32s n) {  // 1..32
-        const Qvo32u bits = peek(n);
+    Qvo32u get(Qvo32s n) {
+        const Qvo32u value = peek(n);
         skip(n);
-        return bits;
+        return value;
     }
 
-    // Takes back n bits (0..32) that a table lookup read beyond the end of its code.
-    void giveBack(Qvo32s n) {
-        offset += n;
-        word -= offset > 31;
-        offset &= 31;
+    void store(Qvo32u** ppBitStream, Qvo32s* pOffset) const {
+        *ppBitStream = next_ - ((count_ + 31) >> 5);
+        *pOffset = (count_ - 1) & 31;
     }
+
+  private:
+    std::uint64_t bits_;  // left-aligned, zeros behind them
+    Qvo32s count_;        // how many there are, 0..63
+    Qvo32u* next_;        // the word behind them
 };
 
 // Appends the low `length` bits (1..32) of code to a word that holds the bits written so far right-aligned, with

@@ -29,7 +29,8 @@ constexpr float nonIntraReciprocals[64] = {
 // The definition: every product is rounded to the mantissa of a long double.
 Qvo32s exactLevel(Qvo32s c, long double inverse, float m) {
     const long double x = 16 * c * inverse * m;
-    return x <= -maxLevel ? -maxLevel : x >= maxLevel ? maxLevel : static_cast<Qvo32s>(x);
+    if (!(x > -maxLevel)) return -maxLevel;
+    return x < maxLevel ? static_cast<Qvo32s>(x) : maxLevel;
 }
 
 // The levels of a block, not limited yet. The definition is slow, and its last bits hardly ever matter: two estimates

@@ -1,5 +1,5 @@
-// MPEG-1 and MPEG-2 blocks from the stream: run-level decoding, placement through the scan, inverse
-// quantisation and mismatch control; and MPEG-2 inverse quantisation of whole blocks.
+// MPEG-1 and MPEG-2 blocks from the stream: run-level decoding, placement through the scan, inverse quantisation and
+// mismatch control; and MPEG-2 inverse quantisation of whole blocks.
 #include <cstring>
 
 #include "core/arith.h"
@@ -26,7 +26,7 @@ struct Coefficient {
 // ---- the forms: how an escape goes on and how a level is scaled ----
 
 struct Mpeg1 {
-    [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
+    [[gnu::always_inline]] static Coefficient readEscape(WordReader& bits) {
         const Qvo32s run = static_cast<Qvo32s>(bits.get(6));
         const Qvo32s first = static_cast<Qvo8s>(bits.get(8));
         if (first & 127) return {run, first};
@@ -37,7 +37,7 @@ struct Mpeg1 {
 };
 
 struct Mpeg2 {
-    [[gnu::always_inline]] static Coefficient readEscape(BitWindow& bits) {
+    [[gnu::always_inline]] static Coefficient readEscape(WordReader& bits) {
         const Qvo32s field = static_cast<Qvo32s>(bits.get(18));
         return {field >> 12, ((field & 0xFFF) ^ 0x800) - 0x800};
     }
@@ -54,6 +54,9 @@ struct Mpeg2NonIntra : Mpeg2 {
 };
 
 // ---- blocks ----
+
+// The reading position has to stay in registers, as any store into the block might change one in memory: whatever
+// takes it by reference is inlined.
 
 // The block under reconstruction.
 struct Block {
@@ -86,7 +89,7 @@ struct Block {
 
 // Reads the codes that follow the first coefficient, up to the end of the block.
 template <class Form>
-[[gnu::always_inline]] inline QvoStatus readCoefficients(BitWindow& bits, const VlcReader& table, Block& block) {
+[[gnu::always_inline]] inline QvoStatus readCoefficients(WordReader& bits, const VlcReader& table, Block& block) {
     for (;;) {
         Coefficient c = Coefficient::fromEntry(table.readEntry(bits));
         const Qvo32s last = block.index;
@@ -107,14 +110,14 @@ template <class Form>
 
 // The first coefficient of a non-intra block. Its run is above lastIndex where there is none.
 template <class Form>
-[[gnu::always_inline]] inline Coefficient readFirst(BitWindow& bits, const QvoVlcTable* pDCTFirstTable) {
+[[gnu::always_inline]] inline Coefficient readFirst(WordReader& bits, const QvoVlcTable* pDCTFirstTable) {
     if (bits.peek(1)) return {0, 1 - 2 * static_cast<Qvo32s>(bits.get(2) & 1)};
     const Coefficient c = Coefficient::fromEntry(VlcReader(pDCTFirstTable).readEntry(bits));
     return c.run == qvoRunEscape ? Form::readEscape(bits) : c;
 }
 
 // Reads the difference of an intra DC; false if its size is not in the table.
-[[gnu::always_inline]] inline bool readDCDifference(BitWindow& bits, const QvoVlcTable* pDCSizeTable,
+[[gnu::always_inline]] inline bool readDCDifference(WordReader& bits, const QvoVlcTable* pDCSizeTable,
                                                     Qvo32s& difference) {
     difference = 0;
     const Qvo32s value = VlcReader(pDCSizeTable).readValue(bits);
@@ -137,8 +140,8 @@ Qvo16s saturate12(Qvo16s v) {
     return limited > high ? high : limited;
 }
 
-// dequantise(i) gives the value of position i before it is cut and saturated; parity comes in with what is
-// already placed.
+// dequantise(i) gives the value of position i before it is cut and saturated; parity comes in with what is already
+// placed.
 template <Qvo32s first, class F>
 void dequantiseBlock(Qvo16s* pSrcDst, Qvo32s parity, F dequantise) {
     for (Qvo32s i = first; i < 64; ++i) {
@@ -161,7 +164,7 @@ QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffse
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
-    BitWindow bits(*ppBitStream, *pOffset);
+    WordReader bits(*ppBitStream, *pOffset);
     Block block{pScanMatrix, pQPMatrix, QP, pDstBlock};
     block.clear();
     QvoStatus status = qvoStatusOk;
@@ -185,7 +188,7 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* p
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
-    BitWindow bits(*ppBitStream, *pOffset);
+    WordReader bits(*ppBitStream, *pOffset);
     Block block{pScanMatrix, pQPMatrix, QP, pDstBlock};
     block.clear();
     Qvo32s difference;
@@ -205,7 +208,7 @@ QvoStatus qvoiReconstructDCTBlock_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* pOffse
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
-    BitWindow bits(*ppBitStream, *pOffset);
+    WordReader bits(*ppBitStream, *pOffset);
     Block block{pScanMatrix, pQPMatrix == nullptr ? flatMatrix : pQPMatrix, QP, pDstBlock};
     block.clear();
     QvoStatus status = qvoStatusOk;
@@ -231,7 +234,7 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* p
         *ppBitStream == nullptr) {
         return qvoStatusNullPtr;
     }
-    BitWindow bits(*ppBitStream, *pOffset);
+    WordReader bits(*ppBitStream, *pOffset);
     Block block{pScanMatrix, pQPMatrix, QP, pDstBlock};
     block.clear();
     QvoStatus status = qvoStatusVlcError;

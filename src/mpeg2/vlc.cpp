@@ -98,7 +98,7 @@ QvoStatus qvoiVCHuffmanInitAllocRL_32s(const Qvo32s* pInputTable, QvoVlcTable** 
 QvoStatus qvoiVCHuffmanDecodeOne_1u32s(Qvo32u** ppBitStream, Qvo32s* pOffset, Qvo32s* pDst,
                                        const QvoVlcTable* pTable) {
     if (anyNull(ppBitStream, pTable) || *ppBitStream == nullptr) return qvoStatusNullPtr;
-    BitWindow bits(*ppBitStream, *pOffset);
+    WordReader bits(*ppBitStream, *pOffset);
     const Qvo32s value = VlcReader(pTable).readValue(bits);
     bits.store(ppBitStream, pOffset);
     *pDst = value;

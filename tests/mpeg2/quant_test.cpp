@@ -37,6 +37,7 @@ TEST(Quant, AgreesWithTheDefinition) {
             m = random.chance(80) ? 1.0f / static_cast<float>(random.range(1, 255))
                                   : static_cast<float>(random.range(-100000, 100000)) * 1e-3f;
         }
+        if (random.chance(10)) matrix[static_cast<std::size_t>(random.range(0, 63))] = -1e30f;
         Guarded<Qvo16s> block(64);
         const int scale = random.chance(20) ? 32767 : QP > 1000 || QP < 0 ? 5000 : 32 * QP;
         random.fill(block, -scale, scale);
