@@ -5,10 +5,10 @@
 
 #include "mpeg2/decoder.h"
 #include "stream_input.h"
+#include "support/bit_writer.h"
 
 namespace {
 
-using fuzz::BitWriter;
 using fuzz::Bytes;
 
 void writeSequence(BitWriter& out, Bytes& in, bool mpeg2) {

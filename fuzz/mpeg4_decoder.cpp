@@ -6,10 +6,10 @@
 
 #include "mpeg4/decoder.h"
 #include "stream_input.h"
+#include "support/bit_writer.h"
 
 namespace {
 
-using fuzz::BitWriter;
 using fuzz::Bytes;
 
 struct LayerChoice {

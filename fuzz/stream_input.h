@@ -1,5 +1,5 @@
-// What fuzz targets of whole decoders have in common: an input's bytes as material for a stream, a writer for the sound
-// headers around it, and the run of a decoder.
+// What fuzz targets of whole decoders have in common: an input's bytes as material for a stream, and the run of a
+// decoder.
 #ifndef QVOVC_FUZZ_STREAM_INPUT_H
 #define QVOVC_FUZZ_STREAM_INPUT_H
 
@@ -27,29 +27,6 @@ class Bytes {
   private:
     const std::uint8_t* data_;
     std::size_t size_;
-};
-
-class BitWriter {
-  public:
-    void startCode(unsigned code) {
-        while (used_ % 8 != 0)
-            put(0, 1);
-        put(1, 24);
-        put(code, 8);
-    }
-    void put(unsigned value, int count) {
-        for (int i = count - 1; i >= 0; --i) {
-            if (used_ % 8 == 0) bytes_.push_back(0);
-            bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | ((value >> i) & 1U) << (7 - used_ % 8));
-            ++used_;
-        }
-    }
-    std::size_t used() const { return used_; }
-    const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-
-  private:
-    std::vector<std::uint8_t> bytes_;
-    std::size_t used_ = 0;
 };
 
 // Decodes a stream in pieces and reads every sample, so that none of them can lie outside the planes.

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/bit_writer.h"
+
 namespace {
 
 constexpr int columns = 3;  // macroblocks
@@ -23,7 +25,7 @@ struct PictureOptions {
 };
 
 // Writes flat macroblocks: every block has its DC only.
-class Stream {
+class Stream : public BitWriter {
   public:
     explicit Stream(bool mpeg2) : mpeg2_(mpeg2) {}
 
@@ -115,28 +117,10 @@ class Stream {
         }
     }
 
-    void startCode(int code) {
-        while (used_ % 8 != 0)
-            put(0, 1);
-        put(1, 24);
-        put(code, 8);
-    }
     void extension(int id) {
         startCode(0xB5);
         put(id, 4);
     }
-    void bits(std::string_view text) {
-        for (const char bit : text)
-            put(bit - '0', 1);
-    }
-    void put(int value, int count) {
-        for (int i = count - 1; i >= 0; --i) {
-            if (used_ % 8 == 0) bytes_.push_back(0);
-            bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | (value >> i & 1) << (7 - used_ % 8));
-            ++used_;
-        }
-    }
-    const std::vector<std::uint8_t>& bytes() const { return bytes_; }
 
   private:
     // A luminance DC difference (ISO/IEC 13818-2, table B.12) and the end of the block.
@@ -153,8 +137,6 @@ class Stream {
     int type_ = 1;
     PictureOptions options_;
     int luma_ = 128;
-    std::vector<std::uint8_t> bytes_;
-    std::size_t used_ = 0;
 };
 
 struct Decoded {

@@ -1,0 +1,417 @@
+// The MPEG-4 decoder on streams written bit by bit: what no encoder at hand makes.
+#include "mpeg4/decoder.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/bit_writer.h"
+
+namespace {
+
+constexpr int columns = 3;  // macroblocks
+constexpr int rows = 2;
+constexpr int count = columns * rows;
+constexpr int resolution = 10;  // ticks per second
+
+// The fields of a layer's header, as bits in the order of the syntax; each test changes the one it is about.
+struct Layer {
+    std::string_view version = "0";  // is_object_layer_identifier and what it brings
+    std::string_view control = "0";  // vol_control_parameters
+    std::string_view shape = "00";
+    std::string_view interlaced = "0";
+    std::string_view overlapped = "1";  // obmc_disable
+    std::string_view sprites = "0";
+    std::string_view depth = "0";  // not_8_bit
+    std::string_view quantisation = "0";
+    std::string_view quarterSample = "";
+    std::string_view complexity = "1";  // complexity_estimation_disable
+    std::string_view packets = "0";     // resync_marker_disable
+    std::string_view partitioned = "0";
+    std::string_view newer = "";  // newpred_enable, reduced_resolution_vop_enable
+    std::string_view scalability = "0";
+};
+
+constexpr Layer secondVersion = {.version = "1 0010 001", .sprites = "00", .quarterSample = "0", .newer = "00"};
+
+// Writes flat macroblocks: with quantiser 4 the level of an intra DC coefficient is the level of the samples. Every
+// macroblock that is not skipped without a bit has a packet of its own, in which intra macroblocks predict from nothing.
+class Stream : public BitWriter {
+  public:
+    explicit Stream(const Layer& layer = {}) : layer_(layer) {
+        startCode(0x00);
+        startCode(0x20);
+        bits("0 00000001");
+        bits(layer.version);
+        bits("0001");  // square samples
+        bits(layer.control);
+        bits(layer.shape);
+        bits("1");
+        put(resolution, 16);
+        bits("1 0 1");  // no fixed rate
+        put(columns * 16, 13);
+        bits("1");
+        put(rows * 16, 13);
+        bits("1");
+        for (const std::string_view field :
+             {layer.interlaced, layer.overlapped, layer.sprites, layer.depth, layer.quantisation, layer.quarterSample,
+              layer.complexity, layer.packets, layer.partitioned, layer.newer, layer.scalability})
+            bits(field);
+    }
+
+    void group(unsigned seconds) {
+        startCode(0xB3);
+        put(0, 5 + 6);
+        bits("1");
+        put(seconds, 6);
+        bits("1 0");
+    }
+
+    // A VOP's header; type 0 I, 1 P, 2 B. The time counts from the last second that modulo_time_base refers to.
+    void vop(unsigned type, int time, bool coded = true, std::string_view complexity = "", int dcThreshold = 0) {
+        type_ = type;
+        startCode(0xB6);
+        put(type, 2);
+        for (; time >= resolution; time -= resolution)
+            bits("1");
+        bits("0 1");
+        put(static_cast<unsigned>(time), 4);
+        bits(coded ? "1 1" : "1 0");
+        if (!coded) return;
+        if (type == 1) bits("0");
+        bits(complexity);
+        put(static_cast<unsigned>(dcThreshold), 3);
+        put(4, 5);
+        if (type >= 1) put(fcode, 3);
+        if (type == 2) put(fcode, 3);
+    }
+
+    // Stuffing, a resync marker and the header of a packet.
+    void packet(unsigned macroblock, std::string_view extension = "0") {
+        bits("0");
+        while (used() % 8 != 0)
+            bits("1");
+        put(1, type_ == 0 ? 17 : 15 + std::max<int>(fcode, 2) + 1);
+        put(macroblock, 3);
+        put(4, 5);
+        bits(extension);
+    }
+
+    // An intra macroblock of a packet of its own.
+    void intra(int level) {
+        bits(type_ == 0 ? "1" : "0 00011");
+        bits("0 0011");  // no AC prediction, no coded luminance
+        dc(level);
+    }
+    // Its DC differences.
+    void dc(int level) {
+        lumaDifference(level - 128);
+        bits("011 011 011 11 11");
+    }
+
+    // An I-VOP with macroblocks of these levels.
+    void intraVop(int time, const std::vector<int>& levels) {
+        vop(0, time);
+        for (unsigned i = 0; i < levels.size(); ++i) {
+            if (i > 0) packet(i);
+            intra(levels[i]);
+        }
+    }
+
+    // A P-VOP of skipped macroblocks.
+    void skippedVop(int time) {
+        vop(1, time);
+        bits("111111");
+    }
+
+    static constexpr unsigned fcode = 3;
+
+  private:
+    void lumaDifference(int difference) {
+        static constexpr std::string_view sizes[] = {"011",  "11",    "10",     "010",    "001",
+                                                     "0001", "00001", "000001", "0000001"};
+        const int size = std::bit_width(static_cast<unsigned>(std::abs(difference)));
+        bits(sizes[size]);
+        put(static_cast<unsigned>(difference > 0 ? difference : difference + (1 << size) - 1), size);
+    }
+
+    Layer layer_;
+    unsigned type_ = 0;
+};
+
+struct Decoded {
+    std::string types;
+    std::vector<std::vector<std::uint8_t>> luma;  // frame by frame
+    codecs::DamageReport damage;
+
+    // The samples at the middle of the macroblocks.
+    std::vector<int> levels(std::size_t frame) const {
+        std::vector<int> result;
+        for (std::size_t i = 0; i < count; ++i)
+            result.push_back(luma.at(frame)[(i / columns * 16 + 8) * columns * 16 + i % columns * 16 + 8]);
+        return result;
+    }
+};
+
+Decoded decode(const std::vector<std::uint8_t>& bytes, std::size_t piece = 1 << 20) {
+    Decoded result;
+    const auto sink = [&](const codecs::FrameView& frame) {
+        result.types += frame.type;
+        const codecs::PlaneView& plane = frame.planes[0];
+        auto& samples = result.luma.emplace_back();
+        for (int y = 0; y < plane.height; ++y)
+            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
+    };
+    const auto decoder = codecs::makeMpeg4Decoder();
+    for (std::size_t at = 0; at < bytes.size(); at += piece)
+        decoder->decode(bytes.data() + at, std::min(piece, bytes.size() - at), sink);
+    decoder->finish(sink);
+    result.damage = decoder->damage();
+    return result;
+}
+
+std::string refusal(const std::vector<std::uint8_t>& bytes) {
+    try {
+        decode(bytes);
+    } catch (const codecs::UnsupportedStream& unsupported) {
+        return unsupported.what();
+    }
+    return "";
+}
+
+using Levels = std::vector<int>;
+const Levels ramp = {40, 60, 80, 100, 150, 200};
+const Levels other = {90, 70, 50, 230, 20, 130};
+
+TEST(Mpeg4Decoder, RefusesToolsByName) {
+    const struct {
+        Layer layer;
+        std::string_view tool;
+    } cases[] = {
+        {{.shape = "01"}, "arbitrary shape"},
+        {{.shape = "11"}, "arbitrary shape"},
+        {{.interlaced = "1"}, "interlaced coding"},
+        {{.overlapped = "0"}, "overlapped block motion compensation"},
+        {{.sprites = "1"}, "sprites"},
+        {{.version = "1 0010 001", .sprites = "10", .quarterSample = "0", .newer = "00"},
+         "global motion compensation"},
+        {{.depth = "1 0101 1010"}, "other than 8 bits"},
+        {{.version = "1 0010 001", .sprites = "00", .quarterSample = "1", .newer = "00"}, "quarter-sample"},
+        {{.partitioned = "11"}, "reversible variable length codes"},
+        {{.version = "1 0010 001", .sprites = "00", .quarterSample = "0", .newer = "10"}, "NEWPRED"},
+        {{.version = "1 0010 001", .sprites = "00", .quarterSample = "0", .newer = "01"}, "reduced resolution"},
+        {{.scalability = "1"}, "scalability"},
+        {{.control = "1 10 0 0"}, "4:2:0"},
+    };
+    for (const auto& [layer, tool] : cases) {
+        Stream stream(layer);
+        stream.intraVop(0, ramp);
+        EXPECT_NE(refusal(stream.bytes()).find(tool), std::string::npos) << tool << ": " << refusal(stream.bytes());
+    }
+    EXPECT_NE(refusal({0, 0, 0x80, 2, 0, 0}).find("short video header"), std::string::npos);
+    EXPECT_NE(refusal({0, 0, 1, 0, 0, 0, 0x80, 2, 0, 0, 1, 0xB6}).find("short video header"), std::string::npos);
+}
+
+TEST(Mpeg4Decoder, ReadsEveryFormOfLayer) {
+    const struct {
+        Layer layer;
+        std::string_view complexity;
+    } cases[] = {
+        {{}, ""},
+        {secondVersion, ""},
+        // Buffer model: two bit rates, two sizes, two occupancies with their markers.
+        {{.control = "1 01 0 1 000000000000001 1 000000000000000 1 000000000000001 1 000 00000000001 1 "
+                     "000000000000001 1"},
+         ""},
+        {{.quantisation = "1 1 00001000 00010001 00000000 0"}, ""},
+        // Statistics on blocks of both kinds, DCT lines and VLC bits; an I-VOP brings 8 + 8 + 8 + 4 bits.
+        {{.complexity = "0 00 1 0 1111 1 0 0101 1 1"}, "10101010 01010101 11110000 1010"},
+    };
+    for (const auto& [layer, complexity] : cases) {
+        Stream stream(layer);
+        stream.vop(0, 0, true, complexity);
+        for (unsigned i = 0; i < count; ++i) {
+            if (i > 0) stream.packet(i);
+            stream.intra(ramp[i]);
+        }
+        const Decoded decoded = decode(stream.bytes());
+        ASSERT_EQ(decoded.types, "I");
+        EXPECT_EQ(decoded.levels(0), ramp);
+        EXPECT_EQ(decoded.damage.damagedPictures, 0);
+    }
+}
+
+TEST(Mpeg4Decoder, ShowsPicturesInOrder) {
+    Stream stream;
+    stream.intraVop(0, ramp);
+    stream.intraVop(4, other);
+    stream.vop(2, 2);
+    stream.bits("111111");    // direct, skipped: the average of both
+    stream.skippedVop(12);    // in the next second
+    stream.vop(1, 2, false);  // a placeholder shows nothing
+    stream.group(60);
+    stream.intraVop(3, ramp);
+    Levels average;
+    for (std::size_t i = 0; i < count; ++i)
+        average.push_back((ramp[i] + other[i] + 1) / 2);
+
+    for (const std::size_t piece : {1U, 7U, 100000U}) {
+        const Decoded decoded = decode(stream.bytes(), piece);
+        ASSERT_EQ(decoded.types, "IBIPI");
+        EXPECT_EQ(decoded.levels(1), average);
+        EXPECT_EQ(decoded.levels(3), other);
+        EXPECT_EQ(decoded.levels(4), ramp);
+        EXPECT_EQ(decoded.damage.damagedPictures, 0);
+    }
+}
+
+TEST(Mpeg4Decoder, LeavesOutPicturesThatCannotBePredicted) {
+    // A B-VOP without a past reference, and one that does not lie between its references.
+    Stream stream;
+    stream.intraVop(4, ramp);
+    stream.vop(2, 2);
+    stream.bits("111111");
+    stream.skippedVop(8);
+    stream.vop(2, 8);
+    stream.bits("111111");
+    EXPECT_EQ(decode(stream.bytes()).types, "IP");
+}
+
+TEST(Mpeg4Decoder, ConcealsLostPackets) {
+    Stream stream;
+    stream.intraVop(0, ramp);
+    stream.vop(1, 1);
+    stream.intra(10);
+    stream.packet(3);
+    stream.bits("1");
+    stream.packet(4);
+    stream.intra(30);
+    const Decoded decoded = decode(stream.bytes());
+    ASSERT_EQ(decoded.types, "IP");
+    EXPECT_EQ(decoded.levels(1), (Levels{10, ramp[1], ramp[2], ramp[3], 30, ramp[5]}));
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, 3);
+    EXPECT_EQ(decoded.damage.damagedPictures, 1);
+}
+
+TEST(Mpeg4Decoder, FindsTheNextPacketBehindDamage) {
+    Stream stream;
+    stream.vop(0, 0);
+    stream.intra(40);
+    stream.packet(1);
+    stream.bits("0000000001 0000000000");  // no mcbpc
+    stream.packet(2);
+    stream.intra(60);
+    stream.packet(7);  // there is no such macroblock
+    stream.intra(10);
+    // A header extension: time, type and threshold of the VOP.
+    stream.packet(3, "1 0 1 0000 1 00 000");
+    stream.intra(70);
+    // Another VOP's.
+    stream.packet(4, "1 0 1 0000 1 01 000 001");
+    stream.intra(10);
+    stream.packet(5);
+    stream.intra(90);
+    const Decoded decoded = decode(stream.bytes());
+    EXPECT_EQ(decoded.levels(0), (Levels{40, 128, 60, 70, 128, 90}));
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, 2);
+}
+
+// In a B-VOP macroblocks that the next reference skips have no bits, which matters where a packet ends with some.
+TEST(Mpeg4Decoder, SkipsAtTheEndOfPackets) {
+    Stream stream;
+    stream.intraVop(0, ramp);
+    stream.vop(1, 4);
+    stream.intra(10);
+    stream.packet(1);
+    stream.bits("1 1 1");
+    stream.packet(4);
+    stream.intra(20);
+    stream.packet(5);
+    stream.bits("1");
+    stream.vop(2, 2);
+    stream.bits("1");
+    stream.packet(4);
+    stream.bits("1");
+    const Decoded decoded = decode(stream.bytes());
+    ASSERT_EQ(decoded.types, "IBP");
+    EXPECT_EQ(decoded.levels(1), (Levels{25, ramp[1], ramp[2], ramp[3], 85, ramp[5]}));
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
+}
+
+// Vectors may lead beyond the picture; there its edges go on without end.
+TEST(Mpeg4Decoder, FollowsVectorsFarBeyondThePicture) {
+    // The longest motion code (table B-12), a sign and a residual for fcode 3: 127 half samples either way.
+    const std::string_view far = "000000000010 0 10", back = "000000000010 1 10", none = "1";
+    const struct {
+        std::string_view x;
+        std::string_view y;
+        std::size_t source;  // the macroblock that the last one then shows
+    } cases[] = {{back, none, 3}, {far, none, 5}, {none, back, 2}, {back, back, 0}, {far, far, 5}, {far, back, 2}};
+    for (const auto& [x, y, source] : cases) {
+        Stream stream;
+        stream.intraVop(0, ramp);
+        stream.vop(1, 1);
+        stream.bits("1 1 1 1 1");
+        stream.packet(5);
+        stream.bits("0 1 11");  // one vector, nothing coded
+        stream.bits(x);
+        stream.bits(y);
+        const Decoded decoded = decode(stream.bytes());
+        ASSERT_EQ(decoded.types, "IP");
+        EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
+        EXPECT_EQ(decoded.levels(1)[5], ramp[source]) << x << " " << y;
+    }
+}
+
+// intra_dc_vlc_thr 7: DC coefficients are the first of the AC coefficients, in partitioned packets too.
+TEST(Mpeg4Decoder, ReadsDcAmongTheAcCoefficients) {
+    for (const bool partitioned : {false, true}) {
+        Stream stream({.partitioned = partitioned ? "10" : "0"});
+        stream.vop(0, 0, true, "", 7);
+        for (unsigned i = 0; i < count; ++i) {
+            if (i > 0) stream.packet(i);
+            stream.bits("1");
+            if (partitioned) stream.bits("110 1011 0000 0000 0001");  // dc_marker
+            // Block 0 is coded: -28 in the fixed-length escape, as the last coefficient. The others are not.
+            stream.bits("0 00101");
+            stream.bits("0000011 11 1 000000 1 111111100100 1");
+        }
+        const Decoded decoded = decode(stream.bytes());
+        EXPECT_EQ(decoded.levels(0), Levels(count, 100)) << partitioned;
+        EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
+    }
+}
+
+// What a damaged partition makes of its packet does not reach the next one.
+TEST(Mpeg4Decoder, LosesOnlyADamagedPartitionedPacket) {
+    const std::string_view marker = "110 1011 0000 0000 0001";
+    Stream stream({.partitioned = "10"});
+    stream.vop(0, 0);
+    for (unsigned i = 0; i < count; ++i) {
+        if (i > 0) stream.packet(i);
+        stream.bits("1");
+        stream.dc(ramp[i]);
+        stream.bits(i == 2 ? "110 1011 0100 0000 0001" : marker);
+        stream.bits(i == 4 ? "0 00000 00000" : "0 0011");
+    }
+    const Decoded decoded = decode(stream.bytes());
+    EXPECT_EQ(decoded.levels(0), (Levels{ramp[0], ramp[1], 128, ramp[3], 128, ramp[5]}));
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, 2);
+}
+
+TEST(Mpeg4Decoder, LowDelayShowsAtOnce) {
+    Stream stream({.control = "1 01 1 0"});
+    stream.intraVop(0, ramp);
+    stream.startCode(0xB6);
+    std::string types;
+    const auto decoder = codecs::makeMpeg4Decoder();
+    decoder->decode(stream.bytes().data(), stream.bytes().size(),
+                    [&](const codecs::FrameView& frame) { types += frame.type; });
+    EXPECT_EQ(types, "I");
+}
+
+}  // namespace
