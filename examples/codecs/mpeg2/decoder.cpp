@@ -1,13 +1,11 @@
-// Cuts the stream at its start codes, follows the headers, keeps the reference frames and hands out pictures in display
-// order.
+// Follows the headers, keeps the reference frames and hands out pictures in display order.
 #include "mpeg2/decoder.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <optional>
-#include <vector>
 
+#include "common/start_codes.h"
 #include "mpeg2/bits.h"
 #include "mpeg2/frame.h"
 #include "mpeg2/headers.h"
@@ -23,25 +21,7 @@ namespace {
 constexpr int maxSide = 8192;
 constexpr int maxArea = 4096 * 2304;
 
-// No slice of such a picture is longer; what goes on without a start code is not video.
-constexpr std::size_t maxUnit = std::size_t{1} << 23;
-
-constexpr std::array<std::uint8_t, 3> startCodePrefix = {0, 0, 1};
-
 constexpr Qvo8u grey = 128;
-
-// Position of the next 00 00 01 in [from, size), or size.
-std::size_t findStartCode(const std::vector<std::uint8_t>& bytes, std::size_t from) {
-    std::size_t at = from + 2;
-    while (at < bytes.size()) {
-        const void* const one = std::memchr(bytes.data() + at, 1, bytes.size() - at);
-        if (!one) break;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - bytes.data());
-        if (bytes[at - 1] == 0 && bytes[at - 2] == 0) return at - 2;
-        ++at;
-    }
-    return bytes.size();
-}
 
 ReferenceViews viewsOf(const Frame& frame) {
     return {frame.frame(), {frame.field(0), frame.field(1)}};
@@ -51,27 +31,25 @@ class Mpeg2Decoder final : public Decoder {
   public:
     void decode(const std::uint8_t* data, std::size_t size, const Sink& sink) override {
         clock_.enter(Stage::parse);
-        buffer_.insert(buffer_.end(), data, data + size);
         sink_ = &sink;
-        takeUnits();
+        units_.add(data, size, takeUnit_);
         clock_.enter(Stage::output);
     }
 
     void finish(const Sink& sink) override {
-        // A start code ends what is still buffered.
-        decode(startCodePrefix.data(), startCodePrefix.size(), sink);
+        clock_.enter(Stage::parse);
+        sink_ = &sink;
+        units_.finish(takeUnit_);
         finishPicture();
         completeFrame();
         showPending();
-        buffer_.clear();
-        scanned_ = 0;
+        clock_.enter(Stage::output);
     }
 
     bool hasInfo() const override { return hasInfo_; }
     const StreamInfo& info() const override { return info_; }
 
   private:
-    void takeUnits();
     void takeUnit(int code, const std::uint8_t* payload, std::size_t size);
     void takeSequence(BitReader bits);
     void takeExtension(BitReader bits);
@@ -89,9 +67,10 @@ class Mpeg2Decoder final : public Decoder {
     Frame* spareFrame();
     Frame* greyFrame();
 
-    // The bytes from the last start code on that are not decoded yet, and how far they were searched.
-    std::vector<std::uint8_t> buffer_;
-    std::size_t scanned_ = 0;
+    StartCodeCutter units_;
+    const StartCodeCutter::TakeUnit takeUnit_ = [this](int code, const std::uint8_t* payload, std::size_t size) {
+        takeUnit(code, payload, size);
+    };
     WordBuffer words_;
     const Sink* sink_ = nullptr;
 
@@ -120,26 +99,7 @@ class Mpeg2Decoder final : public Decoder {
     int firstField_ = -1;  // parity of the field that still waits for the other one
 };
 
-// ---- cutting the stream -----------------------------------------------------------------------------------------
-
-void Mpeg2Decoder::takeUnits() {
-    std::size_t start = 0;  // of the unit at hand, with its start code
-    for (;;) {
-        const std::size_t next = findStartCode(buffer_, std::max(scanned_, start));
-        const bool tooLong = next - start > maxUnit;
-        if (next == buffer_.size() && !tooLong) break;
-        // Before the first start code there may be anything.
-        const bool hasCode =
-            next - start >= 4 && std::equal(startCodePrefix.begin(), startCodePrefix.end(), buffer_.data() + start);
-        if (hasCode) takeUnit(buffer_[start + 3], buffer_.data() + start + 4, next - start - 4);
-        start = next;
-        scanned_ = next + 1;
-        if (next == buffer_.size()) break;
-    }
-    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(start));
-    // A start code may lie across the end.
-    scanned_ = std::max<std::size_t>(buffer_.size(), 3) - 2;
-}
+// ---- units ------------------------------------------------------------------------------------------------------
 
 void Mpeg2Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t size) {
     if (code >= codeFirstSlice && code <= codeLastSlice) {
