@@ -202,12 +202,11 @@ struct Centre {
 // Runs a kernel over a column of blocks.
 template <class Kernel, int width>
 void runColumn(const Qvo8u* pSrc, Qvo8u* pDst, Qvo32s srcStep, Qvo32s dstStep, Qvo32s height) {
-    for (; height > maxHeight; height -= maxHeight) {
-        Kernel::template run<width>(pSrc, pDst, srcStep, dstStep, maxHeight);
+    for (; height > 0; height -= maxHeight) {
+        Kernel::template run<width>(pSrc, pDst, srcStep, dstStep, height < maxHeight ? height : maxHeight);
         pSrc += maxHeight * srcStep;
         pDst += maxHeight * dstStep;
     }
-    Kernel::template run<width>(pSrc, pDst, srcStep, dstStep, height);
 }
 
 // Runs a kernel over a block of any size, made up of blocks of the widths that have kernels.

@@ -15,10 +15,10 @@ bool has(Qvo32u flags, Qvo32u neighbours) {
     return (flags & neighbours) == neighbours;
 }
 
-template <int width, int height = width>
+template <int size>
 void fill(Qvo8u* p, Qvo32s step, int value) {
-    for (int y = 0; y < height; ++y, p += step)
-        std::memset(p, value, width);
+    for (int y = 0; y < size; ++y, p += step)
+        std::memset(p, value, size);
 }
 
 // Sums of `count` samples of a row and of a column.
