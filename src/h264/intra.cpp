@@ -21,13 +21,17 @@ void fill(Qvo8u* p, Qvo32s step, int value) {
         std::memset(p, value, size);
 }
 
-// Sums of `count` samples of a row and of a column.
+// Sums of `count` samples of a row (four at a time, in pairs of 16 bits) and of a column.
 template <int count>
 int sumRow(const Qvo8u* p) {
-    int sum = 0;
-    for (int i = 0; i < count; ++i)
-        sum += p[i];
-    return sum;
+    constexpr std::uint32_t evenBytes = 0x00FF00FFu;
+    std::uint32_t pairs = 0;
+    for (int i = 0; i < count; i += 4) {
+        std::uint32_t four;
+        std::memcpy(&four, p + i, 4);
+        pairs += (four & evenBytes) + (four >> 8 & evenBytes);
+    }
+    return static_cast<int>(pairs * 0x00010001u >> 16);
 }
 template <int count>
 int sumColumn(const Qvo8u* p, Qvo32s step) {
@@ -37,13 +41,22 @@ int sumColumn(const Qvo8u* p, Qvo32s step) {
     return sum;
 }
 
-// The mean of `count` (a power of two) samples above, of as many to the left, or of both, as far as they exist.
+// The rounded mean of `count` (a power of two) samples above and as many to the left, given their sums, or of those
+// that exist; the sum of those that do not is 0.
 template <int count>
-int mean(const Qvo8u* above, bool hasAbove, const Qvo8u* left, bool hasLeft, Qvo32s step) {
-    if (hasAbove && hasLeft) return (sumRow<count>(above) + sumColumn<count>(left, step) + count) / (2 * count);
-    if (hasAbove) return (sumRow<count>(above) + count / 2) / count;
-    if (hasLeft) return (sumColumn<count>(left, step) + count / 2) / count;
-    return 128;
+int meanOf(int above, bool hasAbove, int left, bool hasLeft) {
+    if (hasAbove && hasLeft) return (above + left + count) / (2 * count);
+    return hasAbove || hasLeft ? (above + left + count / 2) / count : 128;
+}
+
+// The DC prediction of a whole luma block.
+template <int size>
+int mean(const Qvo8u* p, Qvo32s step, Qvo32u flags) {
+    const bool hasAbove = has(flags, qvoNeighbourAbove);
+    const bool hasLeft = has(flags, qvoNeighbourLeft);
+    const int above = hasAbove ? sumRow<size>(p - step) : 0;
+    const int left = hasLeft ? sumColumn<size>(p - 1, step) : 0;
+    return meanOf<size>(above, hasAbove, left, hasLeft);
 }
 
 // ---- 4x4 ----
@@ -155,9 +168,7 @@ void horizontal4x4(Block block) {
 }
 
 void dc4x4(Block block) {
-    const bool hasAbove = has(block.flags, qvoNeighbourAbove);
-    const bool hasLeft = has(block.flags, qvoNeighbourLeft);
-    fill<4>(block.p, block.step, mean<4>(block.p - block.step, hasAbove, block.p - 1, hasLeft, block.step));
+    fill<4>(block.p, block.step, mean<4>(block.p, block.step, block.flags));
 }
 
 void diagonalDownLeft(Block block) {
@@ -265,25 +276,21 @@ void predictPlane(Qvo8u* p, Qvo32s step) {
     }
 }
 
-void predictDC16x16(Qvo8u* p, Qvo32s step, Qvo32u flags) {
-    fill<16>(p, step, mean<16>(p - step, has(flags, qvoNeighbourAbove), p - 1, has(flags, qvoNeighbourLeft), step));
-}
-
-// All means are taken before anything is written: no quadrant may see another's prediction.
+// Each quadrant by itself; those off the diagonal prefer one side.
 void predictDCChroma(Qvo8u* p, Qvo32s step, Qvo32u flags) {
     const bool hasAbove = has(flags, qvoNeighbourAbove);
     const bool hasLeft = has(flags, qvoNeighbourLeft);
-    const Qvo8u* const above = p - step;
-    const Qvo8u* const left = p - 1;
-    const Qvo8u* const leftLow = left + 4 * std::ptrdiff_t{step};
-    const int topLeft = mean<4>(above, hasAbove, left, hasLeft, step);
-    const int topRight = mean<4>(above + 4, hasAbove, left, hasLeft && !hasAbove, step);
-    const int bottomLeft = mean<4>(above, hasAbove && !hasLeft, leftLow, hasLeft, step);
-    const int bottomRight = mean<4>(above + 4, hasAbove, leftLow, hasLeft, step);
-    fill<4>(p, step, topLeft);
+    const int above0 = hasAbove ? sumRow<4>(p - step) : 0;
+    const int above1 = hasAbove ? sumRow<4>(p - step + 4) : 0;
+    const int left0 = hasLeft ? sumColumn<4>(p - 1, step) : 0;
+    const int left1 = hasLeft ? sumColumn<4>(p - 1 + 4 * std::ptrdiff_t{step}, step) : 0;
+    const int topRight = hasAbove ? meanOf<4>(above1, true, 0, false) : meanOf<4>(0, false, left0, hasLeft);
+    const int bottomLeft = hasLeft ? meanOf<4>(0, false, left1, true) : meanOf<4>(above0, hasAbove, 0, false);
+    Qvo8u* const low = p + 4 * std::ptrdiff_t{step};
+    fill<4>(p, step, meanOf<4>(above0, hasAbove, left0, hasLeft));
     fill<4>(p + 4, step, topRight);
-    fill<4>(p + 4 * std::ptrdiff_t{step}, step, bottomLeft);
-    fill<4>(p + 4 * std::ptrdiff_t{step} + 4, step, bottomRight);
+    fill<4>(low, step, bottomLeft);
+    fill<4>(low + 4, step, meanOf<4>(above1, hasAbove, left1, hasLeft));
 }
 
 }  // namespace
@@ -311,7 +318,7 @@ QvoStatus qvoiPredictIntra_16x16_H264_8u_C1IR(Qvo8u* pSrcDst, Qvo32s step, Qvo32
             predictHorizontal<16>(pSrcDst, step);
             break;
         case qvoIntra16x16DC:
-            predictDC16x16(pSrcDst, step, flags);
+            fill<16>(pSrcDst, step, mean<16>(pSrcDst, step, flags));
             break;
         default:
             predictPlane<16>(pSrcDst, step);
