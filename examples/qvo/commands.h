@@ -20,6 +20,8 @@ struct DecodeOptions {
     bool md5 = false;
     bool stats = false;
     int frames = 0;  // 0: all
+    bool deblock = false;
+    bool dering = false;
 };
 int decode(const DecodeOptions& options);
 

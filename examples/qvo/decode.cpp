@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "mpeg4/postfilter.h"
 #include "progress.h"
 #include "source.h"
 
@@ -93,7 +94,8 @@ class Decoding {
         : options_(options),
           opened_(openSource(options.input, options.codec)),
           outputs_(makeOutputs(options)),
-          decoder_(opened_.codec->make()) {
+          decoder_(opened_.codec->make()),
+          postFilter_(options.deblock, options.dering) {
         if (options.stats) decoder_->clock().enable();
     }
 
@@ -134,13 +136,23 @@ class Decoding {
     void take(const FrameView& frame) {
         if (interrupted()) throw Interrupted();
         if (enough()) return;
-        const codecs::Stage before = decoder_->clock().enter(codecs::Stage::output);
-        const FrameView fitted = fitter_.fit(frame);
+        const codecs::Stage before = decoder_->clock().enter(codecs::Stage::filter);
+        const FrameView filtered = filter(frame);
+        decoder_->clock().enter(codecs::Stage::output);
+        const FrameView fitted = fitter_.fit(filtered);
         for (auto& output : outputs_)
             output->frame(fitted, decoder_->info());
         ++frames_;
         progress_.show(opened_.source->progress(), frames_);
         decoder_->clock().enter(before);
+    }
+
+    FrameView filter(const FrameView& frame) {
+        if (!options_.deblock && !options_.dering) return frame;
+        if (!frame.quantisers.data)
+            throw Failure(options_.input,
+                          "--deblock and --dering are for MPEG-4 video, and this is " + decoder_->info().codec);
+        return postFilter_.apply(frame);
     }
 
     void tellDamage() {
@@ -172,6 +184,7 @@ class Decoding {
     Opened opened_;
     std::vector<std::unique_ptr<Output>> outputs_;
     std::unique_ptr<codecs::Decoder> decoder_;
+    codecs::mpeg4::PostFilter postFilter_;
     Fitter fitter_;
     Progress progress_;
     int frames_ = 0;

@@ -59,6 +59,8 @@ int run(int argc, char** argv) {
     decodeCommand.add_option("--png", decodeOptions.pngFolder, "Write every frame as PNG into DIR")->type_name("DIR");
     decodeCommand.add_option("--sheet", decodeOptions.sheet, "Write a contact sheet of twelve frames as PNG")
         ->type_name("PNG");
+    decodeCommand.add_flag("--deblock", decodeOptions.deblock, "Smooth the edges of blocks for display (MPEG-4)");
+    decodeCommand.add_flag("--dering", decodeOptions.dering, "Smooth the ringing within blocks for display (MPEG-4)");
     decodeCommand.add_flag("--stats", decodeOptions.stats, "Print frames per second and time per stage");
     addCodecOption(decodeCommand, decodeOptions.codec);
 
