@@ -1,7 +1,9 @@
 #include "registry.h"
 
 #include <algorithm>
+#include <array>
 
+#include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg4/decoder.h"
 
@@ -58,11 +60,43 @@ Certainty probeMpeg4Video(Bytes head) {
     return unlikely;
 }
 
+// A sequence parameter set (ITU-T H.264, 7.3.2.1) of a known profile. `unit` begins with its header.
+bool isSequenceParameterSet(Bytes unit) {
+    constexpr std::array<int, 15> profiles = {66, 77, 88, 100, 110, 122, 244, 44, 83, 86, 118, 128, 134, 138, 139};
+    constexpr int lowestLevel = 9, highestLevel = 62;
+    if (unit.size() < 5) return false;
+    const bool isHeader = (unit[0] & 0x9F) == 7 && unit[0] != 7;
+    const bool reservedBits = unit[2] & 3;
+    return isHeader && !reservedBits && std::find(profiles.begin(), profiles.end(), unit[1]) != profiles.end() &&
+           unit[3] >= lowestLevel && unit[3] <= highestLevel;
+}
+
+// A byte stream begins with sequence parameters, perhaps behind a delimiter or supplemental information; one that was
+// cut has them further on. No unit's forbidden bit is set.
+Certainty probeH264(Bytes head) {
+    bool atStart = true;  // nothing but zero stuffing and such units so far
+    for (std::size_t i = 0; i + 4 <= head.size(); ++i) {
+        if (head[i] || head[i + 1] || head[i + 2] != 1) {
+            // Within the first bytes nothing may stand before the first start code.
+            if (i < 3 && head[i]) atStart = false;
+            continue;
+        }
+        const int code = head[i + 3];
+        if (code & 0x80) return unlikely;
+        if (isSequenceParameterSet(head.subspan(i + 3))) return atStart ? certain : possible;
+        constexpr int supplement = 6, delimiter = 9;
+        if (code != supplement && code != delimiter) atStart = false;
+    }
+    return unlikely;
+}
+
 }  // namespace
 
 const std::vector<Codec>& registry() {
     static const std::vector<Codec> codecs = {
         {{"mpeg2", "mpeg1", "mpeg2video", "mpeg1video", "mpegvideo"}, probeMpegVideo, codecs::makeMpeg2Decoder},
+        // Before MPEG-4, whose start codes its own may look like.
+        {{"h264", "avc"}, probeH264, codecs::makeH264Decoder},
         {{"mpeg4", "mp4v", "m4v"}, probeMpeg4Video, codecs::makeMpeg4Decoder},
     };
     return codecs;
