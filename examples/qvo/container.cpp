@@ -1,6 +1,7 @@
 // Containers through libavformat, which only takes them apart: decoding is ours.
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavformat/avio.h>
 }
@@ -56,6 +57,9 @@ struct FormatCloser {
 struct PacketFreer {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
+struct FilterFreer {
+    void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
+};
 
 class Container : public Source {
   public:
@@ -76,6 +80,14 @@ class Container : public Source {
         format_.reset(format);
         if (!readVideo()) return "no video in it";
         const AVCodecParameters& parameters = *stream_->codecpar;
+        // H.264 is stored with lengths in place of start codes; its headers come with the packets then.
+        constexpr std::uint8_t lengthsVersion = 1;
+        if (parameters.codec_id == AV_CODEC_ID_H264 && parameters.extradata_size > 0 &&
+            parameters.extradata[0] == lengthsVersion) {
+            if (!openStartCodes()) return "its H.264 headers are damaged";
+            filterHeld();
+            return {};
+        }
         // Headers kept apart from the pictures come first.
         if (parameters.extradata_size > 0)
             headers_ = {parameters.extradata, static_cast<std::size_t>(parameters.extradata_size)};
@@ -102,6 +114,23 @@ class Container : public Source {
                !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC);
     }
 
+    bool openStartCodes() {
+        AVBSFContext* filter = nullptr;
+        if (av_bsf_alloc(av_bsf_get_by_name("h264_mp4toannexb"), &filter) < 0) return false;
+        startCodes_.reset(filter);
+        return avcodec_parameters_copy(filter->par_in, stream_->codecpar) >= 0 && av_bsf_init(filter) >= 0;
+    }
+
+    // Puts start codes into the packet at hand. One that is too damaged for that stays as it is.
+    void filterHeld() {
+        const std::unique_ptr<AVPacket, PacketFreer> original(av_packet_clone(packet_.get()));
+        if (av_bsf_send_packet(startCodes_.get(), packet_.get()) < 0 ||
+            av_bsf_receive_packet(startCodes_.get(), packet_.get()) < 0) {
+            av_packet_unref(packet_.get());
+            av_packet_move_ref(packet_.get(), original.get());
+        }
+    }
+
     // Whether a packet of video may still come: some containers name their streams only as they appear.
     bool mayHaveVideo() const {
         const std::span streams(format_->streams, format_->nb_streams);
@@ -122,12 +151,14 @@ class Container : public Source {
             if (stream == stream_ && packet_->size > 0) break;
         }
         held_ = true;
+        if (startCodes_) filterHeld();
         return true;
     }
 
     std::unique_ptr<AVIOContext, IoCloser> io_;
     std::unique_ptr<AVFormatContext, FormatCloser> format_;  // before io_ in destruction, which it uses
     std::unique_ptr<AVPacket, PacketFreer> packet_;
+    std::unique_ptr<AVBSFContext, FilterFreer> startCodes_;  // where packets have none
     AVStream* stream_ = nullptr;
     std::span<const std::uint8_t> headers_;
     bool held_ = false;  // packet_ has not been handed out yet

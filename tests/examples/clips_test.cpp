@@ -164,4 +164,52 @@ INSTANTIATE_TEST_SUITE_P(
                          48}),
     [](const auto& clip) { return std::string(clip.param.name); });
 
+// H.264 is exact.
+constexpr double exact = 999;
+
+constexpr const char* fading = "testsrc2=s=SIZE:r=25,fade=in:0:20";
+
+#define BASELINE "-c:v libx264 -profile:v baseline -x264-params "
+// CAVLC streams of a profile with B slices and weights.
+#define CAVLC "-c:v libx264 -profile:v main -x264-params cabac=0:8x8dct=0:b-adapt=0:scenecut=0:"
+
+INSTANTIATE_TEST_SUITE_P(
+    H264, Clips,
+    testing::Values(
+        Clip{"I", pattern, 176, 144, 4, BASELINE "keyint=1:qp=20", ".264", exact},
+        Clip{"Noise", noise, 96, 80, 6, BASELINE "qp=1", ".264", exact},
+        Clip{"Coarse", fractal, 352, 288, 10, BASELINE "qp=48:chroma-qp-offset=-9", ".264", exact},
+        Clip{"IP", fast, 352, 288, 13, BASELINE "keyint=8", ".264", exact},
+        Clip{"Partitions", fast, 352, 288, 20, BASELINE "partitions=all:ref=8:subme=9:me=umh:qp=18", ".264", exact},
+        Clip{"Slices", fast, 352, 288, 12, BASELINE "slices=5:ref=4", ".264", exact},
+        Clip{"SmallSlices", fractal, 352, 288, 10, BASELINE "slice-max-size=400:ref=3", ".264", exact},
+        Clip{"DeblockingOffsets", fractal, 352, 288, 10, BASELINE "deblock=-3,4:qp=38", ".264", exact},
+        Clip{"NoDeblocking", fractal, 352, 288, 10, BASELINE "no-deblock=1:qp=38", ".264", exact},
+        Clip{"ConstrainedIntra", fast, 352, 288, 12, BASELINE "constrained-intra=1:ref=2:qp=30", ".264", exact},
+        Clip{"IntraRefresh", fast, 352, 288, 24, BASELINE "intra-refresh=1:keyint=12", ".264", exact},
+        Clip{"Cropped", fast, 170, 134, 12, BASELINE "keyint=8", ".264", exact},
+        Clip{"Spatial", fractal, 352, 288, 20, CAVLC "bframes=3:weightb=0:direct=spatial:weightp=0:b-pyramid=none",
+             ".264", exact},
+        Clip{"SpatialPyramid", fast, 350, 270, 20,
+             CAVLC "bframes=3:weightb=0:direct=spatial:weightp=0:b-pyramid=normal:partitions=all:ref=4", ".264",
+             exact},
+        Clip{"Temporal", fractal, 352, 288, 20,
+             CAVLC "bframes=3:weightb=0:direct=temporal:weightp=0:b-pyramid=none:partitions=all:ref=2:slices=3",
+             ".264", exact},
+        Clip{"TemporalPyramid", fast, 352, 288, 20,
+             CAVLC "bframes=3:weightb=1:direct=temporal:weightp=0:b-pyramid=normal:partitions=all:ref=4", ".264",
+             exact},
+        Clip{"WeightedP", fading, 352, 288, 24, CAVLC "bframes=0:weightp=2:ref=3", ".264", exact},
+        Clip{"WeightedPB", fading, 352, 288, 24,
+             CAVLC "bframes=3:weightp=2:weightb=1:direct=auto:ref=3:partitions=all:open-gop=1:keyint=8", ".264",
+             exact}),
+    [](const auto& clip) { return std::string(clip.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(H264, Containers,
+                         testing::Values(Clip{"Mp4", patternAndSound, 176, 144, 8, CAVLC "bframes=2", ".mp4", exact},
+                                         Clip{"Matroska", pattern, 176, 144, 8, BASELINE "slices=3", ".mkv", exact},
+                                         Clip{"TransportStream", patternAndSound, 176, 144, 8, BASELINE "keyint=4",
+                                              ".ts", exact}),
+                         [](const auto& clip) { return std::string(clip.param.name); });
+
 }  // namespace

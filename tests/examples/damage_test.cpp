@@ -32,11 +32,26 @@ struct PictureStart {
 // Pictures of MPEG-1/2 (ISO/IEC 13818-2, 6.2.3) and VOPs of MPEG-4 (ISO/IEC 14496-2, 6.2.5).
 constexpr int pictureCode = 0x00;
 constexpr int vopCode = 0xB6;
+// Stands for the slices of H.264 (ITU-T H.264, 7.3.1), of which the clips have one per picture.
+constexpr int sliceUnits = -1;
+
+// The coding type of a slice whose picture is all of that type and begins with it: behind the bit of
+// first_mb_in_slice, slice_type is 00110 for P, 00111 for B and 0001000 for I.
+int sliceType(int firstByte) {
+    const int code = firstByte >> 2 & 31;
+    return code == 6 ? 2 : code == 7 ? 3 : 1;
+}
 
 std::vector<PictureStart> findPictures(const Bytes& stream, int code) {
     std::vector<PictureStart> pictures;
     for (std::size_t i = 0; i + 6 < stream.size(); ++i) {
-        if (stream[i] != 0 || stream[i + 1] != 0 || stream[i + 2] != 1 || stream[i + 3] != code) continue;
+        if (stream[i] != 0 || stream[i + 1] != 0 || stream[i + 2] != 1) continue;
+        if (code == sliceUnits) {
+            const int unit = stream[i + 3] & 31;
+            if (unit == 1 || unit == 5) pictures.push_back({i, sliceType(stream[i + 4])});
+            continue;
+        }
+        if (stream[i + 3] != code) continue;
         pictures.push_back({i, code == vopCode ? 1 + (stream[i + 4] >> 6) : stream[i + 5] >> 3 & 7});
     }
     return pictures;
@@ -164,6 +179,13 @@ TEST_P(Damage, NoiseAfterTheHeaders) {
     const Ran ran = decode(stream_);
     EXPECT_TRUE(ran.code == 0 || ran.code == 2) << ran.code << ran.err;
 }
+
+INSTANTIATE_TEST_SUITE_P(H264, Damage,
+                         testing::Values(Case{"Cavlc",
+                                              "-c:v libx264 -profile:v main -x264-params "
+                                              "cabac=0:8x8dct=0:b-adapt=0:b-pyramid=none:scenecut=0:slices=1",
+                                              ".264", sliceUnits}),
+                         [](const auto& kind) { return std::string(kind.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(
     Mpeg, Damage,

@@ -25,8 +25,8 @@ class BitReader {
         const std::uint8_t* const p = data_ + (position_ >> 3);
         const std::uint64_t eight = std::uint64_t{p[0]} << 56 | std::uint64_t{p[1]} << 48 |
                                     std::uint64_t{p[2]} << 40 | std::uint64_t{p[3]} << 32 |
-                                    std::uint64_t{p[4]} << 24 | std::uint64_t{p[5]} << 16 |
-                                    std::uint64_t{p[6]} << 8 | std::uint64_t{p[7]};
+                                    std::uint64_t{p[4]} << 24 | std::uint64_t{p[5]} << 16 | std::uint64_t{p[6]} << 8 |
+                                    std::uint64_t{p[7]};
         return static_cast<std::uint32_t>(eight << (position_ & 7) >> (64 - count));
     }
     void skip(int count) { position_ += static_cast<std::size_t>(count); }

@@ -9,7 +9,7 @@
 namespace codecs::h264 {
 
 struct Levels {
-    int count = 0;     // total_coeff
+    int count = 0;    // total_coeff
     bool ac = false;  // a level behind the first position
 };
 

@@ -124,15 +124,15 @@ bool PictureFilter::setStrengths(Direction direction, const Macroblock* neighbou
     const std::size_t countLine = direction == vertical ? 4 : 1;
     const auto referenceAt = [&](int edge, int k) {
         const int across = edge >> 1, along = k >> 1;
-        return firstReference + (direction == vertical ? along * referenceStep_ + across
-                                                       : across * referenceStep_ + along);
+        return firstReference +
+               (direction == vertical ? along * referenceStep_ + across : across * referenceStep_ + along);
     };
     int any = 0;
     const auto set = [&](int edge, int k, bool coded) {
         const int block = firstBlock + edge * blockStep + k * lineStep;
-        const Qvo8u strength = coded ? Qvo8u{2}
-                                     : strengthBetween(block - blockStep, block, referenceAt(edge - 1, k),
-                                                       referenceAt(edge, k));
+        const Qvo8u strength =
+            coded ? Qvo8u{2}
+                  : strengthBetween(block - blockStep, block, referenceAt(edge - 1, k), referenceAt(edge, k));
         strengths[static_cast<std::size_t>(4 * edge + k)] = strength;
         any |= strength;
     };
@@ -207,8 +207,8 @@ void PictureFilter::filterDirection(Direction direction, const Macroblock* neigh
         const int offset = filter_->chromaQpOffsets[i];
         if (i == 0 || offset != previousOffset) {
             const int inner = chromaQpOf(qp, offset);
-            filters = setThresholds((inner + chromaQpOf(neighbourQp, offset) + 1) >> 1, inner, strengths, 2,
-                                    thresholds);
+            filters =
+                setThresholds((inner + chromaQpOf(neighbourQp, offset) + 1) >> 1, inner, strengths, 2, thresholds);
         }
         previousOffset = offset;
         if (!filters) continue;

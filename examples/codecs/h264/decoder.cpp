@@ -204,7 +204,8 @@ bool H264Decoder::isNewPicture(const SliceHeader& header) const {
 
 // Slices come from top to bottom but in two profiles.
 void H264Decoder::checkOrder(const SliceHeader& header) const {
-    const bool mayBeArbitrary = (sequence_.profile == 66 && !(sequence_.constraints & 0x40)) || sequence_.profile == 88;
+    const bool mayBeArbitrary =
+        (sequence_.profile == 66 && !(sequence_.constraints & 0x40)) || sequence_.profile == 88;
     if (mayBeArbitrary && header.firstMacroblock < header_.firstMacroblock && damage_.damagedPictures == 0)
         throw UnsupportedStream("arbitrary slice order is not supported");
 }
@@ -234,7 +235,8 @@ bool H264Decoder::activate(const SequenceParameters& sequence, bool idr) {
 }
 
 PicturePtr H264Decoder::newPicture() {
-    const auto unused = std::find_if(frames_.begin(), frames_.end(), [](const auto& f) { return f.use_count() == 1; });
+    const auto unused =
+        std::find_if(frames_.begin(), frames_.end(), [](const auto& f) { return f.use_count() == 1; });
     auto picture = std::make_shared<Picture>();
     if (unused != frames_.end()) {
         picture->frame = *unused;

@@ -30,9 +30,9 @@ struct Plane {
 
 // The motion of one list, in raster order over the whole picture.
 struct Motion {
-    std::vector<Vector> vectors;           // of 4x4 blocks
-    std::vector<std::int8_t> references;   // of 8x8 blocks: reference index, -1 where the list is not used
-    std::vector<std::int32_t> pictures;    // of 8x8 blocks: Picture::id of that reference, -1
+    std::vector<Vector> vectors;          // of 4x4 blocks
+    std::vector<std::int8_t> references;  // of 8x8 blocks: reference index, -1 where the list is not used
+    std::vector<std::int32_t> pictures;   // of 8x8 blocks: Picture::id of that reference, -1
 };
 
 class Frame {
@@ -73,7 +73,7 @@ struct Picture {
     std::int32_t id = 0;  // tells apart all pictures of a stream
     char type = '?';
     bool reference = false;
-    bool exists = true;  // false: stands in a gap of frame_num
+    bool exists = true;    // false: stands in a gap of frame_num
     bool waiting = false;  // to be shown
     Marking marking = Marking::unused;
     int frameNum = 0;

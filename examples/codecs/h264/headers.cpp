@@ -354,8 +354,8 @@ StreamInfo describe(const SequenceParameters& sequence) {
     };
     StreamInfo info;
     info.codec = "H.264";
-    info.profile = profile() + ", level " + std::to_string(sequence.level / 10) + "." +
-                   std::to_string(sequence.level % 10);
+    info.profile =
+        profile() + ", level " + std::to_string(sequence.level / 10) + "." + std::to_string(sequence.level % 10);
     info.width = sequence.width();
     info.height = sequence.height();
     info.rateNumerator = sequence.rateNumerator;

@@ -52,9 +52,9 @@ void InterPredictor::begin(const PictureContext& context, const SliceContext& sl
     slice_ = &slice;
     const SliceHeader& header = slice.header;
     const bool isB = header.type == SliceType::b;
-    mode_ = header.hasWeights                                          ? Mode::explicitly
+    mode_ = header.hasWeights                                    ? Mode::explicitly
             : isB && slice.parameters->weightedBiprediction == 2 ? Mode::implicitly
-                                                                       : Mode::plain;
+                                                                 : Mode::plain;
     // The largest plane's step and a macroblock's rows are room enough.
     if (isB) waiting_.resize(16 * static_cast<std::size_t>(context.picture->frame->plane(0).step));
     if (mode_ != Mode::implicitly) return;
@@ -111,10 +111,9 @@ void InterPredictor::weighOne(std::size_t list, int reference, int x, int y, int
         const Target to = locate(*context_->picture->frame, plane, x, y);
         // One bit more of everything: the operation's shift is 1 at least.
         const bool unscaled = shift == 0;
-        qvoiWeightedAverage_H264_8u_C1IR(to.samples, to.samples, to.step, 0,
-                                         unscaled ? 2 * weight.factor : weight.factor,
-                                         static_cast<Qvo8u>(unscaled ? 1 : shift), weight.offset, width / divisor,
-                                         height / divisor);
+        qvoiWeightedAverage_H264_8u_C1IR(
+            to.samples, to.samples, to.step, 0, unscaled ? 2 * weight.factor : weight.factor,
+            static_cast<Qvo8u>(unscaled ? 1 : shift), weight.offset, width / divisor, height / divisor);
     }
 }
 

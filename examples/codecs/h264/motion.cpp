@@ -70,10 +70,10 @@ void MotionField::setIntra() {
 MotionField::Neighbour MotionField::neighbour(std::size_t list, int x, int y) const {
     const bool inside = x >= 0 && y >= 0;
     if (!inside) {
-        const Macroblock* const macroblock = y >= 0   ? neighbours_.left
-                                             : x < 0  ? neighbours_.aboveLeft
-                                             : x < 4  ? neighbours_.above
-                                                      : neighbours_.aboveRight;
+        const Macroblock* const macroblock = y >= 0  ? neighbours_.left
+                                             : x < 0 ? neighbours_.aboveLeft
+                                             : x < 4 ? neighbours_.above
+                                                     : neighbours_.aboveRight;
         if (!macroblock) return {unavailable, {}};
     }
     const int of = reference(list, x, y);
@@ -159,8 +159,8 @@ bool MotionField::setSpatialDirect(int blocks) {
     }
     const bool none = references[0] < 0 && references[1] < 0;
     if (none) references = {0, 0};
-    const bool mayRest = !none && slice_->references[1][0]->marking != Marking::longTerm &&
-                         (references[0] == 0 || references[1] == 0);
+    const bool mayRest =
+        !none && slice_->references[1][0]->marking != Marking::longTerm && (references[0] == 0 || references[1] == 0);
 
     bool uniform = true;
     for (int block = 0; block < 4; ++block) {

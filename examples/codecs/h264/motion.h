@@ -29,7 +29,9 @@ class MotionField {
     void begin(PictureContext& context, const SliceContext& slice);
     void enter(int macroblockX, int macroblockY, const Neighbours& neighbours);
 
-    int reference(std::size_t list, int x, int y) const { return references_[list][(y >> 1) * referenceStep_ + (x >> 1)]; }
+    int reference(std::size_t list, int x, int y) const {
+        return references_[list][(y >> 1) * referenceStep_ + (x >> 1)];
+    }
     Vector vector(std::size_t list, int x, int y) const { return vectors_[list][y * vectorStep_ + x]; }
 
     // Sets the reference index (-1: list not used) of the 8x8 blocks of a partition.

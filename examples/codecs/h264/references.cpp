@@ -46,8 +46,7 @@ int OrderCounter::type0(const SequenceParameters& sequence, const SliceHeader& s
 
 // FrameNumOffset (8.2.1.2).
 void OrderCounter::advance(const SequenceParameters& sequence, const SliceHeader& slice) {
-    if (previousFrameNum_ > slice.frameNum)
-        frameNumOffset_ = wrappedSum(frameNumOffset_, 1 << sequence.frameNumBits);
+    if (previousFrameNum_ > slice.frameNum) frameNumOffset_ = wrappedSum(frameNumOffset_, 1 << sequence.frameNumBits);
     previousFrameNum_ = slice.frameNum;
 }
 
@@ -215,7 +214,9 @@ void PictureBuffer::execute(const Command& command, Picture& current) {
     const auto forget = [](Picture* picture) {
         if (picture) picture->marking = Marking::unused;
     };
-    const auto shortTerm = [&](int difference) { return findShortTerm(wrappedSum(current.frameNum, -difference - 1)); };
+    const auto shortTerm = [&](int difference) {
+        return findShortTerm(wrappedSum(current.frameNum, -difference - 1));
+    };
     switch (command.operation) {
         case forgetShortTerm:
             forget(shortTerm(command.value));

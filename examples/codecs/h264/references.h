@@ -27,8 +27,8 @@ class OrderCounter {
     int type1(const SequenceParameters& sequence, const SliceHeader& slice);
     void advance(const SequenceParameters& sequence, const SliceHeader& slice);
 
-    int topOrder_ = 0;         // of the last next()
-    int previousMsb_ = 0;      // type 0: of the last reference picture
+    int topOrder_ = 0;     // of the last next()
+    int previousMsb_ = 0;  // type 0: of the last reference picture
     int previousLsb_ = 0;
     int msb_ = 0;
     int previousFrameNum_ = 0;  // types 1 and 2: of the last picture

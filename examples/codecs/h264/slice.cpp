@@ -46,7 +46,8 @@ struct SubType {
     int width;
     int height;
 };
-constexpr std::array<SubType, 4> subTypesP = {{{useFirst, 2, 2}, {useFirst, 2, 1}, {useFirst, 1, 2}, {useFirst, 1, 1}}};
+constexpr std::array<SubType, 4> subTypesP = {
+    {{useFirst, 2, 2}, {useFirst, 2, 1}, {useFirst, 1, 2}, {useFirst, 1, 1}}};
 constexpr std::array<SubType, 13> subTypesB = {{{0, 2, 2},
                                                 {useFirst, 2, 2},
                                                 {useSecond, 2, 2},
@@ -533,8 +534,8 @@ void SliceDecoder::readChroma(int pattern) {
         if (!hasDc) break;
         const auto& parameters = *slice_->parameters;
         if (readChromaDc(bits_, chromaDc_[plane].data()).count == 0) continue;
-        const int qp = chromaQuantisers[static_cast<std::size_t>(
-            std::clamp(qp_ + parameters.chromaQpOffsets[plane], 0, 51))];
+        const int qp =
+            chromaQuantisers[static_cast<std::size_t>(std::clamp(qp_ + parameters.chromaQpOffsets[plane], 0, 51))];
         qvoiTransformDequantChromaDC_H264_16s_C1I(chromaDc_[plane].data(), qp);
     }
     for (std::size_t plane = 0; plane < 2; ++plane) {
