@@ -41,21 +41,24 @@ Certainty probeMpegVideo(Bytes head) {
     return unlikely;
 }
 
-// A stream begins with a visual object sequence, a video object or its layer (ISO/IEC 14496-2, 6.2.1); one that was cut
-// has a layer's header further on, and nothing but other start codes of visual objects before it.
+// A stream begins with a layer's header or with those that come before it (ISO/IEC 14496-2, 6.2.1); one that was cut has
+// a layer's header further on, and nothing but start codes of MPEG-4 before it.
 Certainty probeMpeg4Video(Bytes head) {
-    bool first = true;
-    bool zeros = true;  // nothing but zero stuffing so far
+    constexpr int userData = 0xB2, visualSequence = 0xB0, visualObject = 0xB5, lastCode = 0xB6;
+    bool started = false;
+    bool whole = true;  // from the beginning
     for (std::size_t i = 0; i + 4 <= head.size(); ++i) {
-        zeros = zeros && head[i] == 0;
-        if (head[i] || head[i + 1] || head[i + 2] != 1) continue;
+        if (head[i] || head[i + 1] || head[i + 2] != 1) {
+            whole = whole && (started || head[i] == 0);
+            continue;
+        }
+        started = true;
         const int code = head[i + 3];
+        const bool isVideoObject = code <= 0x1F;
         const bool isLayer = code >= 0x20 && code <= 0x2F;
-        const bool isHeader = code <= 0x1F || isLayer || (code >= 0xB0 && code <= 0xB6);
-        if (!isHeader || code == 0xB4) return unlikely;
-        if (isLayer) return first && zeros ? certain : possible;
-        // What begins with a sequence or a video object holds a layer close behind.
-        if (code > 0x1F && code != 0xB0 && code != 0xB5) first = false;
+        if (isLayer) return whole ? certain : possible;
+        if (!isVideoObject && (code < visualSequence || code > lastCode)) return unlikely;
+        whole = whole && (isVideoObject || code == visualSequence || code == visualObject || code == userData);
     }
     return unlikely;
 }

@@ -193,7 +193,7 @@ bool Mpeg4Decoder::takeTime(const VopHeader& header) {
     }
     const std::int64_t time = (secondsBefore_ + header.seconds) * resolution + header.ticks;
     const std::int64_t distance = referenceDistance_ - (referenceTime_ - time);
-    constexpr std::int64_t longest = 1 << 15;  // keeps the products with vectors within 32 bits
+    constexpr std::int64_t longest = 1 << 19;  // keeps the products with vectors within 32 bits
     if (distance <= 0 || distance >= referenceDistance_ || referenceDistance_ > longest) return false;
     vop_.timeToVop = static_cast<int>(distance);
     vop_.timeToBackward = static_cast<int>(referenceDistance_);

@@ -133,6 +133,22 @@ int readSeconds(BitReader& bits) {
     return seconds;
 }
 
+// Where the distance of VOPs is not fixed it is guessed from the ticks: few ticks a second count pictures, some numbers
+// belong to the rates of 525-line video.
+void describeRate(const Layer& layer, StreamInfo& info) {
+    constexpr int fastest = 120;
+    const int ticks = layer.timeResolution;
+    if (layer.fixedIncrement > 0) {
+        info.rateNumerator = ticks;
+        info.rateDenominator = layer.fixedIncrement;
+    } else if (ticks <= fastest) {
+        info.rateNumerator = ticks;
+    } else if (ticks == 24000 || ticks == 30000 || ticks == 60000) {
+        info.rateNumerator = ticks;
+        info.rateDenominator = 1001;
+    }
+}
+
 }  // namespace
 
 int VopHeader::resyncZeros() const {
@@ -276,8 +292,7 @@ StreamInfo describe(const Layer& layer, int profile) {
     info.profile = profileName(profile);
     info.width = layer.width;
     info.height = layer.height;
-    info.rateNumerator = layer.timeResolution;
-    info.rateDenominator = std::max(1, layer.fixedIncrement);
+    describeRate(layer, info);
     info.aspectNumerator = layer.aspectNumerator;
     info.aspectDenominator = layer.aspectDenominator;
     info.bitRate = layer.bitRate;

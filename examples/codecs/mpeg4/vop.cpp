@@ -232,9 +232,6 @@ void VopDecoder::decodePartitions() {
     const int quantiser = quantiser_;
     packet_.clear();
     readFirstPartition();
-    const int behind = first + static_cast<int>(packet_.size());
-
-    place(first);
     if (vop_.header.type != VopType::intra) quantiser_ = quantiser;
     readSecondPartition();
 
@@ -245,7 +242,6 @@ void VopDecoder::decodePartitions() {
         decoded_[static_cast<std::size_t>(address_)] = 1;
         advance();
     }
-    address_ = behind;
 }
 
 bool VopDecoder::atMarker() {
@@ -349,6 +345,8 @@ void VopDecoder::decodeBidirectional() {
     Qvo8u& quantiser = vop_.target->quantisers[index];
     quantiser = static_cast<Qvo8u>(quantiser_);
     if (isSkippedUnsaid()) {
+        // Damaged packets may come by here again and again.
+        if (decoded_[index]) return;
         clock_.enter(Stage::prediction);
         copy(here(), *vop_.forward);
         clock_.enter(Stage::parse);
