@@ -403,6 +403,27 @@ TEST(Mpeg4Decoder, LosesOnlyADamagedPartitionedPacket) {
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 2);
 }
 
+TEST(Mpeg4Decoder, PredictsMacroblocksWhoseTextureIsLost) {
+    Stream stream({.partitioned = "10"});
+    stream.vop(0, 0);
+    for (unsigned i = 0; i < count; ++i) {
+        if (i > 0) stream.packet(i);
+        stream.bits("1");
+        stream.dc(ramp[i]);
+        stream.bits("110 1011 0000 0000 0001 0 0011");
+    }
+    stream.vop(1, 1);
+    // One macroblock to the right: motion code 8, residual 3. Its cbpy is none.
+    stream.bits("0 1 000001011 0 11 1");
+    stream.bits("1 1111 0000 0000 0001 00000000");
+    stream.packet(1);
+    stream.bits("11111 1 1111 0000 0000 0001");
+    const Decoded decoded = decode(stream.bytes());
+    ASSERT_EQ(decoded.types, "IP");
+    EXPECT_EQ(decoded.levels(1), (Levels{ramp[1], ramp[1], ramp[2], ramp[3], ramp[4], ramp[5]}));
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, 1);
+}
+
 TEST(Mpeg4Decoder, LowDelayShowsAtOnce) {
     Stream stream({.control = "1 01 1 0"});
     stream.intraVop(0, ramp);

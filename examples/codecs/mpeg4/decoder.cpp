@@ -225,16 +225,18 @@ Frame* Mpeg4Decoder::spareFrame() {
     return nullptr;  // there are three
 }
 
-// Fills the macroblocks that no packet gave from a reference, or with grey where there is none.
+// Counts the macroblocks that were not decoded and fills those that nothing is known of from a reference, or with grey
+// where there is none.
 void Mpeg4Decoder::conceal(const Frame* source) {
-    const auto& decoded = vops_.decoded();
-    const auto missing = std::count(decoded.begin(), decoded.end(), 0);
-    if (missing == 0) return;
-    damage_.concealedMacroblocks += missing;
+    const auto& states = vops_.states();
+    const auto decoded = std::count(states.begin(), states.end(), MacroblockState::decoded);
+    const auto lost = static_cast<std::int64_t>(states.size()) - decoded;
+    if (lost == 0) return;
+    damage_.concealedMacroblocks += lost;
     ++damage_.damagedPictures;
     const int width = current_->macroblockWidth();
-    for (int address = 0; address < static_cast<int>(decoded.size()); ++address) {
-        if (decoded[static_cast<std::size_t>(address)]) continue;
+    for (int address = 0; address < static_cast<int>(states.size()); ++address) {
+        if (states[static_cast<std::size_t>(address)] != MacroblockState::missing) continue;
         const Place place = {current_, address % width, address / width};
         if (source) {
             copy(place, *source);

@@ -41,7 +41,7 @@ void VopDecoder::decode(const VopContext& vop, BitReader bits) {
     macroblockCount_ = width * layer.macroblockHeight();
     intra_.begin(width, layer.useMatrices ? layer.intraMatrix.data() : nullptr);
     interMatrix_ = layer.useMatrices ? layer.interMatrix.data() : nullptr;
-    decoded_.assign(static_cast<std::size_t>(macroblockCount_), 0);
+    states_.assign(static_cast<std::size_t>(macroblockCount_), MacroblockState::missing);
     vectorStep_ = static_cast<std::size_t>(width) + 1;
     const std::size_t vectorCount = vectorStep_ * static_cast<std::size_t>(layer.macroblockHeight() + 1) + 1;
     vectors_.resize(vectorCount);
@@ -57,7 +57,7 @@ void VopDecoder::decode(const VopContext& vop, BitReader bits) {
         try {
             decodePacket();
         } catch (const Damage&) {
-            // What is missing shows in the flags.
+            // What is missing shows in the states.
             damaged = true;
         }
     } while (nextPacket(damaged));
@@ -146,7 +146,7 @@ void VopDecoder::decodeMacroblocks() {
             return;
         }
         if (bits_.pastEnd()) throw Damage{};
-        decoded_[static_cast<std::size_t>(address_)] = 1;
+        state() = MacroblockState::decoded;
         advance();
         if (atPacketEnd() && !isSkippedUnsaid()) return;
     }
@@ -233,14 +233,33 @@ void VopDecoder::decodePartitions() {
     packet_.clear();
     readFirstPartition();
     if (vop_.header.type != VopType::intra) quantiser_ = quantiser;
-    readSecondPartition();
+    try {
+        readSecondPartition();
+        place(first);
+        for (const Macroblock& macroblock : packet_) {
+            reconstruct(macroblock);
+            if (bits_.pastEnd()) throw Damage{};
+            state() = MacroblockState::decoded;
+            advance();
+        }
+    } catch (const Damage&) {
+        predictLost(first);
+        throw;
+    }
+}
 
+// The vectors of a packet come first: macroblocks whose texture is lost can be predicted.
+void VopDecoder::predictLost(int first) {
+    if (vop_.header.type == VopType::intra) return;
     place(first);
     for (const Macroblock& macroblock : packet_) {
-        reconstruct(macroblock);
-        if (bits_.pastEnd()) throw Damage{};
-        decoded_[static_cast<std::size_t>(address_)] = 1;
-        advance();
+        if (state() != MacroblockState::decoded && !macroblock.isIntra()) {
+            const Vectors& vectors = vectors_[vectorIndex()];
+            vop_.target->motion[static_cast<std::size_t>(address_)] = {vectors, macroblock.skipped};
+            predict(here(), *vop_.forward, vectors, vop_.header.rounding);
+            state() = MacroblockState::predicted;
+        }
+        place(address_ + 1);
     }
 }
 
@@ -296,7 +315,10 @@ void VopDecoder::readDc(Macroblock& macroblock) {
 void VopDecoder::reconstruct(const Macroblock& macroblock) {
     const std::size_t index = here().frame->macroblockIndex(x_, y_);
     vop_.target->quantisers[index] = static_cast<Qvo8u>(macroblock.quantiser);
+    Motion& motion = vop_.target->motion[index];
+    motion.skipped = macroblock.skipped;
     if (macroblock.isIntra()) {
+        motion.vectors = {};
         clock_.enter(Stage::residual);
         const IntraHeader header = {macroblock.quantiser, macroblock.pattern, macroblock.acPrediction,
                                     macroblock.dcVlc};
@@ -310,12 +332,10 @@ void VopDecoder::reconstruct(const Macroblock& macroblock) {
     }
     intra_.pass(x_);
     clock_.enter(Stage::prediction);
-    Motion& motion = vop_.target->motion[index];
-    motion.skipped = macroblock.skipped;
+    motion.vectors = vectors_[vectorIndex()];
     if (macroblock.skipped) {
         copy(here(), *vop_.forward);
     } else {
-        motion.vectors = vectors_[vectorIndex()];
         predict(here(), *vop_.forward, motion.vectors, vop_.header.rounding);
         addResidual(macroblock.pattern, macroblock.quantiser);
     }
@@ -346,7 +366,7 @@ void VopDecoder::decodeBidirectional() {
     quantiser = static_cast<Qvo8u>(quantiser_);
     if (isSkippedUnsaid()) {
         // Damaged packets may come by here again and again.
-        if (decoded_[index]) return;
+        if (state() == MacroblockState::decoded) return;
         clock_.enter(Stage::prediction);
         copy(here(), *vop_.forward);
         clock_.enter(Stage::parse);

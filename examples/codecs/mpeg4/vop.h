@@ -27,6 +27,9 @@ struct VopContext {
     int timeToBackward = 0;
 };
 
+// What became of a macroblock: nothing; decoded; its vectors were read and it was predicted, but its texture is lost.
+enum class MacroblockState : std::uint8_t { missing, decoded, predicted };
+
 class VopDecoder {
   public:
     explicit VopDecoder(StageClock& clock) : clock_(clock) {}
@@ -34,8 +37,8 @@ class VopDecoder {
     // Decodes a VOP from behind its header. Damage ends a packet before the macroblock in which it shows.
     void decode(const VopContext& vop, BitReader bits);
 
-    // One flag per macroblock of the last VOP: whether it was decoded.
-    const std::vector<std::uint8_t>& decoded() const { return decoded_; }
+    // Of the macroblocks of the last VOP.
+    const std::vector<MacroblockState>& states() const { return states_; }
 
   private:
     // mb_type of P-VOPs (table B-1).
@@ -77,6 +80,7 @@ class VopDecoder {
     void readFirstPartition();
     void readSecondPartition();
     void readDc(Macroblock& macroblock);
+    void predictLost(int first);
 
     void reconstruct(const Macroblock& macroblock);
     void addResidual(int pattern, int quantiser);
@@ -84,6 +88,7 @@ class VopDecoder {
     void decodeBidirectional();
     int readBidirectional(BidirectionalMode& mode, const Motion& colocated, Vectors& forward, Vectors& backward);
 
+    MacroblockState& state() { return states_[static_cast<std::size_t>(address_)]; }
     Place here() const { return {vop_.target, x_, y_}; }
     std::size_t vectorIndex() const {
         return static_cast<std::size_t>(y_ + 1) * vectorStep_ + static_cast<std::size_t>(x_) + 1;
@@ -98,7 +103,7 @@ class VopDecoder {
     IntraDecoder intra_;
     const Qvo8u* interMatrix_ = nullptr;
     int macroblockCount_ = 0;
-    std::vector<std::uint8_t> decoded_;
+    std::vector<MacroblockState> states_;
 
     int packetAddress_ = 0;         // the packet's first macroblock
     Qvo8u* packetStart_ = nullptr;  // its bytes behind the header
