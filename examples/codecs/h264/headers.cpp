@@ -6,9 +6,9 @@ namespace codecs::h264 {
 
 namespace {
 
-// Beyond every level of the standard, yet small enough that a damaged header cannot ask for gigabytes.
-constexpr int maxSide = 512;     // in macroblocks
-constexpr int maxArea = 139264;  // of level 6.2
+// All of level 5.2, yet small enough that a damaged header cannot ask for gigabytes.
+constexpr int maxSide = 512;  // in macroblocks
+constexpr int maxArea = 256 * 144;
 
 constexpr int extendedSar = 255;
 
@@ -226,7 +226,11 @@ SequenceParameters readSequenceParameters(BitReader bits) {
     sequence.gapsAllowed = bits.flag();
     sequence.macroblockWidth = bits.ueUpTo(maxSide - 1) + 1;
     sequence.macroblockHeight = bits.ueUpTo(maxSide - 1) + 1;
-    if (sequence.macroblockWidth * sequence.macroblockHeight > maxArea) throw Damage{};
+    if (sequence.macroblockWidth * sequence.macroblockHeight > maxArea) {
+        sequence.refused = "video of " + std::to_string(16 * sequence.macroblockWidth) + "x" +
+                           std::to_string(16 * sequence.macroblockHeight) + " samples is not supported";
+        return sequence;
+    }
     const bool framesOnly = bits.flag();
     if (!framesOnly) {
         sequence.refused = "interlaced coding is not supported";
