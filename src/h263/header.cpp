@@ -33,7 +33,8 @@ struct Table {
     }
 };
 
-// The codes 1 and the stuffing code are decoded before the tables.
+// The shortest code of each table (1, in CBPY 11) and the stuffing code of the intra table, which is longer than the
+// others, are decoded without the tables.
 constexpr Code intraCodes[] = {
     {0b000001, 6, 0x14}, {0b000010, 6, 0x24}, {0b000011, 6, 0x34}, {0b0001, 4, 0x04},
     {0b001, 3, 0x13},    {0b010, 3, 0x23},    {0b011, 3, 0x33},

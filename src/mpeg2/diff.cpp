@@ -1,17 +1,17 @@
 // Differences between a block and its prediction, the mirror of motion compensation.
-#include "prediction.h"
-#include "sums.h"
+#include "mpeg2/prediction.h"
+#include "mpeg2/sums.h"
 
 namespace qvovc {
 namespace {
 
 // The paths for a rounding control other than 0 and 1: the predictions may be any 32-bit numbers, and what is stored
 // are the low 16 bits.
-void differencePlain(int width, int height, const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep,
-                     Qvo16s* pDiff, Qvo32s diffStep, Qvo16s* pPred, Qvo32s predStep, Qvo32s mcType,
-                     Qvo32s roundControl) {
-    Qvo32s block[kMaxBlock];
-    predictPlain(width, height, kPlain, pRef, refStep, mcType, roundControl, block);
+void differenceAnyRounding(int width, int height, const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef,
+                           Qvo32s refStep, Qvo16s* pDiff, Qvo32s diffStep, Qvo16s* pPred, Qvo32s predStep,
+                           Qvo32s mcType, Qvo32s roundControl) {
+    Qvo32s block[maxBlock];
+    predictAnyRounding(width, height, plain, pRef, refStep, mcType, roundControl, block);
     const Qvo32s* p = block;
     for (int y = 0; y < height; ++y, p += width) {
         for (int x = 0; x < width; ++x) {
@@ -24,16 +24,16 @@ void differencePlain(int width, int height, const Qvo8u* pCur, Qvo32s curStep, c
     }
 }
 
-void differenceBothPlain(int width, int height, const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRefF,
-                         Qvo32s refStepF, Qvo32s mcTypeF, const Qvo8u* pRefB, Qvo32s refStepB, Qvo32s mcTypeB,
-                         Qvo16s* pDiff, Qvo32s diffStep, Qvo32s roundControl) {
-    Qvo32s forward[kMaxBlock], backward[kMaxBlock];
-    predictPlain(width, height, kPlain, pRefF, refStepF, mcTypeF, roundControl, forward);
-    predictPlain(width, height, kPlain, pRefB, refStepB, mcTypeB, roundControl, backward);
-    const Qvo32s *pF = forward, *pB = backward;
-    for (int y = 0; y < height; ++y, pF += width, pB += width) {
+void differenceBothAnyRounding(int width, int height, const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRefF,
+                               Qvo32s refStepF, Qvo32s mcTypeF, const Qvo8u* pRefB, Qvo32s refStepB, Qvo32s mcTypeB,
+                               Qvo16s* pDiff, Qvo32s diffStep, Qvo32s roundControl) {
+    Qvo32s block[maxBlock];
+    predictBothAnyRounding(width, height, plain, pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, roundControl,
+                           block);
+    const Qvo32s* p = block;
+    for (int y = 0; y < height; ++y, p += width) {
         for (int x = 0; x < width; ++x)
-            pDiff[x] = wrap16((2 * pCur[x] - pF[x] - pB[x]) >> 1);
+            pDiff[x] = wrap16((2 * pCur[x] - p[x]) >> 1);
         pCur += curStep;
         pDiff = stepBytes(pDiff, diffStep);
     }
@@ -51,12 +51,12 @@ template <int W, int H>
 template <int W, int H>
 struct Difference {
     using Kernel = void(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s, Qvo16s*, Qvo32s);
-    template <Kind kKind, int kRounding>
+    template <Kind kind, int rounding>
     static void run(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32s refStep, Qvo16s* pDiff,
                     Qvo32s diffStep) {
         Qvo8u p[W * H];
         Qvo16s diff[W * H];
-        predictBlock<W, H, kPlain, kKind, kRounding>(pRef, refStep, p);
+        predictBlock<W, H, plain, kind, rounding>(pRef, refStep, p);
         subtract<W, H>(pCur, curStep, p, diff);
         scatter<W, H>(diff, pDiff, diffStep);
     }
@@ -67,14 +67,15 @@ QvoStatus difference(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRef, Qvo32
                      Qvo32s diffStep, Qvo16s* pPred, Qvo32s predStep, Qvo32s mcType, Qvo32s roundControl) {
     if (anyNull(pCur, pRef, pDiff)) return qvoStatusNullPtr;
     if (!isOrdinaryRounding(roundControl)) {
-        differencePlain(W, H, pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep, mcType, roundControl);
+        differenceAnyRounding(W, H, pCur, curStep, pRef, refStep, pDiff, diffStep, pPred, predStep, mcType,
+                              roundControl);
         return qvoStatusOk;
     }
     kernelFor<Difference<W, H>>(mcType, roundControl)(pCur, curStep, pRef, refStep, pDiff, diffStep);
     if (pPred != nullptr) {
         Qvo8u p[W * H];
         Qvo16s block[W * H];
-        predict<W, H, kPlain>(pRef, refStep, mcType, roundControl, p);
+        predict<W, H, plain>(pRef, refStep, mcType, roundControl, p);
         for (int i = 0; i < W * H; ++i)
             block[i] = p[i];
         scatter<W, H>(block, pPred, predStep);
@@ -88,13 +89,13 @@ QvoStatus differenceBoth(const Qvo8u* pCur, Qvo32s curStep, const Qvo8u* pRefF, 
                          Qvo32s roundControl) {
     if (anyNull(pCur, pRefF, pRefB, pDiff)) return qvoStatusNullPtr;
     if (!isOrdinaryRounding(roundControl)) {
-        differenceBothPlain(W, H, pCur, curStep, pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, pDiff, diffStep,
-                            roundControl);
+        differenceBothAnyRounding(W, H, pCur, curStep, pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, pDiff,
+                                  diffStep, roundControl);
         return qvoStatusOk;
     }
     Qvo8u p[W * H];
     Qvo16s block[W * H];
-    predictBoth<W, H, kPlain>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, roundControl, p);
+    predictBoth<W, H, plain>(pRefF, refStepF, mcTypeF, pRefB, refStepB, mcTypeB, roundControl, p);
     subtract<W, H>(pCur, curStep, p, block);
     scatter<W, H>(block, pDiff, diffStep);
     return qvoStatusOk;
@@ -117,19 +118,21 @@ QvoStatus sumsOfDifferences(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPre
 }  // namespace
 }  // namespace qvovc
 
-#define DIFFERENCE(name, width, height)                                                                          \
-    QvoStatus name(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef, Qvo32s srcRefStep,             \
-                   Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred, Qvo32s dstPredStep, Qvo32s mcType,    \
-                   Qvo32s roundControl) {                                                                        \
-        return qvovc::difference<width, height>(pSrcCur, srcCurStep, pSrcRef, srcRefStep, pDstDiff, dstDiffStep, \
-                                                pDstPred, dstPredStep, mcType, roundControl);                    \
+using namespace qvovc;
+
+#define DIFFERENCE(name, width, height)                                                                             \
+    QvoStatus name(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRef, Qvo32s srcRefStep,                \
+                   Qvo16s* pDstDiff, Qvo32s dstDiffStep, Qvo16s* pDstPred, Qvo32s dstPredStep, Qvo32s mcType,       \
+                   Qvo32s roundControl) {                                                                           \
+        return difference<width, height>(pSrcCur, srcCurStep, pSrcRef, srcRefStep, pDstDiff, dstDiffStep, pDstPred, \
+                                         dstPredStep, mcType, roundControl);                                        \
     }
-#define DIFFERENCE_BOTH(name, width, height)                                                                       \
-    QvoStatus name(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF, Qvo32s srcRefStepF,             \
-                   Qvo32s mcTypeF, const Qvo8u* pSrcRefB, Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff,    \
-                   Qvo32s dstDiffStep, Qvo32s roundControl) {                                                      \
-        return qvovc::differenceBoth<width, height>(pSrcCur, srcCurStep, pSrcRefF, srcRefStepF, mcTypeF, pSrcRefB, \
-                                                    srcRefStepB, mcTypeB, pDstDiff, dstDiffStep, roundControl);    \
+#define DIFFERENCE_BOTH(name, width, height)                                                                    \
+    QvoStatus name(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcRefF, Qvo32s srcRefStepF,          \
+                   Qvo32s mcTypeF, const Qvo8u* pSrcRefB, Qvo32s srcRefStepB, Qvo32s mcTypeB, Qvo16s* pDstDiff, \
+                   Qvo32s dstDiffStep, Qvo32s roundControl) {                                                   \
+        return differenceBoth<width, height>(pSrcCur, srcCurStep, pSrcRefF, srcRefStepF, mcTypeF, pSrcRefB,     \
+                                             srcRefStepB, mcTypeB, pDstDiff, dstDiffStep, roundControl);        \
     }
 
 DIFFERENCE(qvoiGetDiff16x16_8u16s_C1, 16, 16)
@@ -146,7 +149,7 @@ DIFFERENCE_BOTH(qvoiGetDiff8x4B_8u16s_C1, 8, 4)
 
 QvoStatus qvoiGetDiff4x4_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const Qvo8u* pSrcPred, Qvo32s srcPredStep,
                                   Qvo16s* pDstDiff, Qvo32s dstDiffStep) {
-    if (qvovc::anyNull(pSrcCur, pSrcPred, pDstDiff)) return qvoStatusNullPtr;
+    if (anyNull(pSrcCur, pSrcPred, pDstDiff)) return qvoStatusNullPtr;
     for (int y = 0; y < 4; ++y) {
         for (int x = 0; x < 4; ++x)
             pDstDiff[x] = static_cast<Qvo16s>(pSrcCur[x] - pSrcPred[x]);
@@ -159,27 +162,27 @@ QvoStatus qvoiGetDiff4x4_8u16s_C1(const Qvo8u* pSrcCur, Qvo32s srcCurStep, const
 
 QvoStatus qvoiSumsDiff16x16Blocks4x4_8u16s_C1(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred, Qvo32s predStep,
                                               Qvo16s* pSums, Qvo16s* pDiff) {
-    return qvovc::sumsOfDifferences<16, 16>(pSrc, srcStep, pPred, predStep, pSums, pDiff);
+    return sumsOfDifferences<16, 16>(pSrc, srcStep, pPred, predStep, pSums, pDiff);
 }
 
 QvoStatus qvoiSumsDiff8x8Blocks4x4_8u16s_C1(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred, Qvo32s predStep,
                                             Qvo16s* pSums, Qvo16s* pDiff) {
-    return qvovc::sumsOfDifferences<8, 8>(pSrc, srcStep, pPred, predStep, pSums, pDiff);
+    return sumsOfDifferences<8, 8>(pSrc, srcStep, pPred, predStep, pSums, pDiff);
 }
 
 QvoStatus qvoiComputeTextureErrorBlock_8u16s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred, Qvo16s* pDiff) {
-    if (qvovc::anyNull(pSrc, pPred, pDiff)) return qvoStatusBadArg;
+    if (anyNull(pSrc, pPred, pDiff)) return qvoStatusBadArg;
     Qvo16s diff[64];
-    qvovc::subtract<8, 8>(pSrc, srcStep, pPred, diff);
+    subtract<8, 8>(pSrc, srcStep, pPred, diff);
     std::memcpy(pDiff, diff, sizeof(diff));
     return qvoStatusOk;
 }
 
 QvoStatus qvoiComputeTextureErrorBlock_SAD_8u16s(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pPred, Qvo16s* pDiff,
                                                  Qvo32s* pSAD) {
-    if (qvovc::anyNull(pSrc, pPred, pDiff, pSAD)) return qvoStatusBadArg;
+    if (anyNull(pSrc, pPred, pDiff, pSAD)) return qvoStatusBadArg;
     Qvo16s diff[64];
-    qvovc::subtract<8, 8>(pSrc, srcStep, pPred, diff);
+    subtract<8, 8>(pSrc, srcStep, pPred, diff);
     Qvo32s sad = 0;
     for (const Qvo16s d : diff)
         sad += std::abs(d);

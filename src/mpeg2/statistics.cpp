@@ -1,8 +1,8 @@
 // Statistics of one block, and of the residual it leaves against a prediction.
 #include <cstddef>
 
-#include "prediction.h"
-#include "sums.h"
+#include "mpeg2/prediction.h"
+#include "mpeg2/sums.h"
 
 namespace qvovc {
 namespace {
@@ -51,11 +51,11 @@ QvoStatus varMean8x8(const T* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) 
 // Of an 8x8 block: the sum of the predicted samples and the sum of the squared differences from them.
 struct PredictionSums {
     using Kernel = Sums(const Qvo8u*, Qvo32s, const Qvo8u*, Qvo32s);
-    template <Kind kKind, int kRounding>
+    template <Kind kind, int rounding>
     static Sums run(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep) {
         Qvo8u src[64], p[64];
         gather<8, 8>(pSrc, srcStep, src);
-        predictBlock<8, 8, kPlain, kKind, kRounding>(pRef, refStep, p);
+        predictBlock<8, 8, plain, kind, rounding>(pRef, refStep, p);
         return {sum<64>(p), sumSqrDiff<64>(src, p)};
     }
 };
@@ -79,10 +79,12 @@ QvoStatus varMeanDiff(int quadrants, const Qvo8u* pSrc, Qvo32s srcStep, const Qv
 }  // namespace
 }  // namespace qvovc
 
+using namespace qvovc;
+
 QvoStatus qvoiVariance16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar) {
-    if (qvovc::anyNull(pSrc, pVar)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pVar)) return qvoStatusNullPtr;
     Qvo8u block[256];
-    qvovc::gather<16, 16>(pSrc, srcStep, block);
+    gather<16, 16>(pSrc, srcStep, block);
     Qvo32s sum = 0, squares = 0;
     for (const Qvo8u sample : block) {
         sum += sample;
@@ -93,33 +95,33 @@ QvoStatus qvoiVariance16x16_8u32s(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVa
 }
 
 QvoStatus qvoiVarMean8x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
-    return qvovc::varMean8x8(pSrc, srcStep, pVar, pSum);
+    return varMean8x8(pSrc, srcStep, pVar, pSum);
 }
 
 QvoStatus qvoiVarMean8x8_16s32s_C1R(const Qvo16s* pSrc, Qvo32s srcStep, Qvo32s* pVar, Qvo32s* pSum) {
-    return qvovc::varMean8x8(pSrc, srcStep, pVar, pSum);
+    return varMean8x8(pSrc, srcStep, pVar, pSum);
 }
 
 QvoStatus qvoiVarMeanDiff16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
                                          const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
-    return qvovc::varMeanDiff(4, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+    return varMeanDiff(4, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
 }
 
 QvoStatus qvoiVarMeanDiff16x8_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, const Qvo8u* pRef, Qvo32s refStep,
                                         const Qvo32s* pSrcSum, Qvo32s* pVar, Qvo32s* pMean, Qvo32s mcType) {
-    return qvovc::varMeanDiff(2, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
+    return varMeanDiff(2, pSrc, srcStep, pRef, refStep, pSrcSum, pVar, pMean, mcType);
 }
 
 QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u diffThreshold, Qvo8u countThreshold,
                                       Qvo8u* pResult) {
-    if (qvovc::anyNull(pSrc, pResult)) return qvoStatusNullPtr;
+    if (anyNull(pSrc, pResult)) return qvoStatusNullPtr;
     Qvo8u block[256], edge[15 * 16];
-    qvovc::gather<16, 16>(pSrc, srcStep, block);
+    gather<16, 16>(pSrc, srcStep, block);
     // Column 15 compares with the next row's first sample and is taken out below.
     for (int i = 0; i < 15 * 16; ++i)
-        edge[i] = static_cast<Qvo8u>(int{qvovc::absDiff(block[i], block[i + 1]) > diffThreshold} |
-                                     int{qvovc::absDiff(block[i], block[i + 16]) > diffThreshold});
-    Qvo32s count = qvovc::sum<15 * 16>(edge);
+        edge[i] = static_cast<Qvo8u>(int{absDiff(block[i], block[i + 1]) > diffThreshold} |
+                                     int{absDiff(block[i], block[i + 16]) > diffThreshold});
+    Qvo32s count = sum<15 * 16>(edge);
     for (int y = 0; y < 15; ++y)
         count -= edge[16 * y + 15];
     *pResult = count > countThreshold;
@@ -127,10 +129,10 @@ QvoStatus qvoiEdgesDetect16x16_8u_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u d
 }
 
 QvoStatus qvoiMeanAbsDev16x16_8u32s_C1R(const Qvo8u* pSrc, Qvo32s srcStep, Qvo32s* pMeanAbsDev) {
-    if (qvovc::anyNull(pSrc)) return qvoStatusNullPtr;
+    if (anyNull(pSrc)) return qvoStatusNullPtr;
     Qvo8u block[256];
-    qvovc::gather<16, 16>(pSrc, srcStep, block);
-    const Qvo8u mean = static_cast<Qvo8u>((qvovc::sum<256>(block) + 128) >> 8);
+    gather<16, 16>(pSrc, srcStep, block);
+    const Qvo8u mean = static_cast<Qvo8u>((sum<256>(block) + 128) >> 8);
     Qvo32s deviation = 0;
     for (const Qvo8u sample : block)
         deviation += std::abs(sample - mean);

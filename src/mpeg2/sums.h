@@ -9,26 +9,26 @@
 namespace qvovc {
 namespace {
 
-template <int kCount>
+template <int count>
 inline Qvo32s sum(const Qvo8u* v) {
     Qvo32s total = 0;
-    for (int i = 0; i < kCount; ++i)
+    for (int i = 0; i < count; ++i)
         total += v[i];
     return total;
 }
 
-template <int kCount>
+template <int count>
 inline Qvo32s sumAbsDiff(const Qvo8u* a, const Qvo8u* b) {
     Qvo32s total = 0;
-    for (int i = 0; i < kCount; ++i)
+    for (int i = 0; i < count; ++i)
         total += std::abs(a[i] - b[i]);
     return total;
 }
 
-template <int kCount>
+template <int count>
 inline Qvo32s sumSqrDiff(const Qvo8u* a, const Qvo8u* b) {
     Qvo32s total = 0;
-    for (int i = 0; i < kCount; ++i) {
+    for (int i = 0; i < count; ++i) {
         const Qvo16s diff = static_cast<Qvo16s>(a[i] - b[i]);  // 16 bits make this a multiply-and-add of vectors
         total += diff * diff;
     }
@@ -43,11 +43,11 @@ inline void sumBlocks4x4(const T* block, T* sums) {
         pairs[i] = static_cast<T>(block[2 * i] + block[2 * i + 1]);
     for (int i = 0; i < W * H / 4; ++i)
         fours[i] = static_cast<T>(pairs[2 * i] + pairs[2 * i + 1]);
-    constexpr int kRow = W / 4;
+    constexpr int across = W / 4;
     for (int y = 0; y < H; y += 4) {
-        for (int x = 0; x < kRow; ++x) {
-            const T* first = fours + y * kRow + x;
-            *sums++ = static_cast<T>(first[0] + first[kRow] + first[2 * kRow] + first[3 * kRow]);
+        for (int x = 0; x < across; ++x) {
+            const T* first = fours + y * across + x;
+            *sums++ = static_cast<T>(first[0] + first[across] + first[2 * across] + first[3 * across]);
         }
     }
 }

@@ -1,5 +1,5 @@
 // Half-pel motion compensation: copies, reconstruction with residual, and the average of two predictions.
-#include "halfpel.h"
+#include "mpeg4/halfpel.h"
 
 namespace qvovc {
 namespace {

@@ -1,5 +1,5 @@
 // Overlapped block motion compensation of an 8x8 luminance block.
-#include "halfpel.h"
+#include "mpeg4/halfpel.h"
 
 namespace qvovc {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "mpeg2/plane.h"
+#include "mpeg2/halfpel.h"
 
 namespace {
 
@@ -12,11 +12,11 @@ const struct Size {
     int width, height;
     OneReference one;
     TwoReferences two;
-} kSizes[] = {{"16x16", 16, 16, qvoiGetDiff16x16_8u16s_C1, qvoiGetDiff16x16B_8u16s_C1},
-              {"16x8", 16, 8, qvoiGetDiff16x8_8u16s_C1, qvoiGetDiff16x8B_8u16s_C1},
-              {"8x16", 8, 16, qvoiGetDiff8x16_8u16s_C1, qvoiGetDiff8x16B_8u16s_C1},
-              {"8x8", 8, 8, qvoiGetDiff8x8_8u16s_C1, qvoiGetDiff8x8B_8u16s_C1},
-              {"8x4", 8, 4, qvoiGetDiff8x4_8u16s_C1, qvoiGetDiff8x4B_8u16s_C1}};
+} sizes[] = {{"16x16", 16, 16, qvoiGetDiff16x16_8u16s_C1, qvoiGetDiff16x16B_8u16s_C1},
+             {"16x8", 16, 8, qvoiGetDiff16x8_8u16s_C1, qvoiGetDiff16x8B_8u16s_C1},
+             {"8x16", 8, 16, qvoiGetDiff8x16_8u16s_C1, qvoiGetDiff8x16B_8u16s_C1},
+             {"8x8", 8, 8, qvoiGetDiff8x8_8u16s_C1, qvoiGetDiff8x8B_8u16s_C1},
+             {"8x4", 8, 4, qvoiGetDiff8x4_8u16s_C1, qvoiGetDiff8x4B_8u16s_C1}};
 
 Qvo16s low16(int v) {
     return static_cast<Qvo16s>(v);
@@ -85,7 +85,7 @@ void testTwoReferences(const Size& size, Random& random) {
 
 TEST(GetDiff, OneReferenceGivesSourceMinusPrediction) {
     Random random(51);
-    for (const Size& size : kSizes) {
+    for (const Size& size : sizes) {
         for (int i = 0; i < 300; ++i) {
             testOneReference(size, random);
             if (HasFatalFailure()) return;
@@ -95,7 +95,7 @@ TEST(GetDiff, OneReferenceGivesSourceMinusPrediction) {
 
 TEST(GetDiff, TwoReferencesGiveSourceMinusMean) {
     Random random(52);
-    for (const Size& size : kSizes) {
+    for (const Size& size : sizes) {
         for (int i = 0; i < 500; ++i) {
             testTwoReferences(size, random);
             if (HasFatalFailure()) return;
@@ -207,7 +207,7 @@ TEST(Differences, NullPointersAreRefused) {
         Qvo16s* pDiff = null == 3 ? nullptr : out.data();
         Qvo32s* pSAD = null == 4 ? nullptr : &sad;
         if (null != 4) {
-            for (const Size& size : kSizes) {
+            for (const Size& size : sizes) {
                 EXPECT_EQ(qvoStatusNullPtr, size.two(pCur, 17, pRef, 17, 0, pRefB, 17, 0, pDiff, 32, 0));
                 if (null != 2) {
                     EXPECT_EQ(qvoStatusNullPtr, size.one(pCur, 17, pRef, 17, pDiff, 32, out2.data(), 32, 0, 0));

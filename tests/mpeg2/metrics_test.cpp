@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "mpeg2/plane.h"
+#include "mpeg2/halfpel.h"
 
 namespace {
 

@@ -4,7 +4,10 @@
 #include <array>
 #include <vector>
 
-#include "mpeg2/plane.h"
+#include "qvovc.h"
+#include "support/guarded.h"
+#include "support/plane.h"
+#include "support/random.h"
 
 namespace {
 
@@ -166,10 +169,10 @@ TEST(Average, Macroblock) {
 
 // ISO/IEC 14496-2, 7.6.6: the weights of the block's own vector, and those of the vertical neighbours. Those beside
 // it are what is left of 8.
-const char* const kOwnWeights[] = {"45555554", "55555555", "55666655", "55666655",
-                                   "55666655", "55666655", "55555555", "45555554"};
-const char* const kVerticalWeights[] = {"22222222", "11222211", "11111111", "11111111",
-                                        "11111111", "11111111", "11222211", "22222222"};
+const char* const ownWeights[] = {"45555554", "55555555", "55666655", "55666655",
+                                  "55666655", "55666655", "55555555", "45555554"};
+const char* const verticalWeights[] = {"22222222", "11222211", "11111111", "11111111",
+                                       "11111111", "11111111", "11222211", "22222222"};
 
 // A vector whose prediction of a part of the block lies within a plane of extent x extent samples, the block being at
 // (at, at); often at the very edge.
@@ -184,27 +187,27 @@ QvoMotionVector vectorWithin(int extent, int at, int left, int top, int width, i
 }
 
 TEST(OBMC, WeighsThePredictionsOfFiveVectors) {
-    constexpr int kExtent = 14, kAt = 3;
+    constexpr int extent = 14, corner = 3;
     Random random;
     for (int round = 0; round < 3000; ++round) {
-        Plane<Qvo8u> plane(kExtent, kExtent, random), destination(8, 8, random);
+        Plane<Qvo8u> plane(extent, extent, random), destination(8, 8, random);
         plane.fill(random, 0, 255);
         const int rc = randomRounding(random, round);
-        const QvoMotionVector own = vectorWithin(kExtent, kAt, 0, 0, 8, 8, random);
-        const QvoMotionVector left = vectorWithin(kExtent, kAt, 0, 0, 4, 8, random);
-        const QvoMotionVector right = vectorWithin(kExtent, kAt, 4, 0, 4, 8, random);
-        const QvoMotionVector above = vectorWithin(kExtent, kAt, 0, 0, 8, 4, random);
-        const QvoMotionVector below = vectorWithin(kExtent, kAt, 0, 4, 8, 4, random);
+        const QvoMotionVector own = vectorWithin(extent, corner, 0, 0, 8, 8, random);
+        const QvoMotionVector left = vectorWithin(extent, corner, 0, 0, 4, 8, random);
+        const QvoMotionVector right = vectorWithin(extent, corner, 4, 0, 4, 8, random);
+        const QvoMotionVector above = vectorWithin(extent, corner, 0, 0, 8, 4, random);
+        const QvoMotionVector below = vectorWithin(extent, corner, 0, 4, 8, 4, random);
         const auto predict = [&](QvoMotionVector v, int x, int y) {
-            return interpolate(plane, kAt + x + (v.dx >> 1), kAt + y + (v.dy >> 1), v, rc);
+            return interpolate(plane, corner + x + (v.dx >> 1), corner + y + (v.dy >> 1), v, rc);
         };
         const auto expected = expectedContents(destination, 8, [&](int x, int y) {
-            const int wOwn = kOwnWeights[y][x] - '0', wVertical = kVerticalWeights[y][x] - '0';
+            const int wOwn = ownWeights[y][x] - '0', wVertical = verticalWeights[y][x] - '0';
             return (wOwn * predict(own, x, y) + (8 - wOwn - wVertical) * predict(x < 4 ? left : right, x, y) +
                     wVertical * predict(y < 4 ? above : below, x, y) + 4) /
                    8;
         });
-        ASSERT_EQ(qvoStatusOk, qvoiOBMCHalfpel_MPEG4_8u(&plane.at(kAt, kAt), plane.step(), destination.origin(),
+        ASSERT_EQ(qvoStatusOk, qvoiOBMCHalfpel_MPEG4_8u(&plane.at(corner, corner), plane.step(), destination.origin(),
                                                         destination.step(), &own, &left, &right, &above, &below, rc));
         ASSERT_EQ(expected, destination.contents());
     }
