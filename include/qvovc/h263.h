@@ -73,7 +73,11 @@ QVO_API QvoStatus qvoiExpandFrame_H263_8u(Qvo8u* pFrame, Qvo32s frameWidth, Qvo3
  *          VerEdge: the first of eight samples in the column just right of the edge; two columns on either side are
  *          used
  * step     bytes between rows
- * QP       quantiser, 1..31, which chooses the strength (_h263Deblock_QPStrength)
+ * QP       quantiser, 1..31, which chooses the strength S (_h263Deblock_QPStrength)
+ *
+ * With samples A, B | C, D across the edge and "/" dividing toward zero: d = (A - 4B + 4C - D) / 8; d1 has the sign
+ * of d and the magnitude |d| up to S, falling from there to 0 at 2S; d2 = (A - D) / 4, limited to |d1| / 2. B + d1
+ * and C - d1, saturated to 0..255, replace B and C, A - d2 and D + d2 replace A and D.
  *
  * Statuses: -8 pSrcDst is null; qvoStatusBlockStep (-82) step < 8; qvoStatusQpRange (-76) QP outside 1..31. */
 QVO_API QvoStatus qvoiFilterDeblocking_HorEdge_H263_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP);

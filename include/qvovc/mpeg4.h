@@ -541,8 +541,16 @@ QVO_API QvoStatus qvoiPadMBTransparent_MPEG4_8u_P4R(const Qvo32s* pFlags, Qvo8u*
  * THR1     greatest difference of two neighbouring samples that still count as flat (2 in the standard)
  * THR2     number of flat pairs, of the nine, from which a line is smoothed as a whole (6 in the standard)
  *
- * A line with THR2 or more flat pairs is low-pass filtered (s1..s8) where its range stays below 2*QP; any other line
- * has s4 and s5 moved toward each other, never past their middle, unless it holds a real edge.
+ * With a line's nine pairs of neighbours, those that differ by THR1 or less are flat. With e(a, b, c, d) the quotient
+ * (2a - 5b + 5c - 2d) / 8, halves rounded away from zero:
+ *
+ *   fewer than THR2 flat  a0 = e(s3..s6), least the smallest magnitude of a0, e(s1..s4) and e(s5..s8). Where |a0| < QP,
+ *                         s4 - d and s5 + d replace s4 and s5, d being 5 * (sign(a0) * least - a0) / 8, rounded
+ *                         likewise, limited to half of s4 - s5 (rounded toward zero) and to its sign
+ *   THR2 or more flat     where s1..s8 lie less than 2 * QP apart, each of them becomes the mean, halves up, of the
+ *                         nine samples around it with the weights 1 1 2 2 4 2 2 1 1 / 16. In place of the samples
+ *                         before s1 (behind s8) stands s0 (s9) if it differs from s1 (s8) by less than QP, else s1 (s8)
+ *
  * Statuses: -8 pSrcDst is null. */
 QVO_API QvoStatus qvoiFilterDeblocking_HorEdge_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s step, Qvo32s QP, Qvo32s THR1,
                                                           Qvo32s THR2);
@@ -556,16 +564,18 @@ QVO_API QvoStatus qvoiFilterDeblocking_VerEdge_MPEG4_8u_I(Qvo8u* pSrcDst, Qvo32s
  * pThresholds            receives six thresholds: the luminance blocks top-left, top-right, bottom-left and
  *                        bottom-right, then Cb, then Cr
  *
- * A block's threshold is the middle of its range. Where no luminance block's range reaches 16 all four luminance
- * thresholds are 0; where the largest range is 64 or more, luminance blocks with a range below 32 take the threshold
- * of the block with the largest range (the first of them in the order above). Chrominance thresholds stay as they are.
+ * A block's threshold is the middle of its range, (lowest + highest + 1) >> 1. Where no luminance block's range
+ * reaches 16 all four luminance thresholds are 0, which tells the caller to leave these blocks alone; where the
+ * largest range is 64 or more, luminance blocks with a range below 32 take the threshold of the block with the
+ * largest range (the first of them in the order above). Chrominance thresholds stay as they are.
  * Statuses: -8 a pointer is null. */
 QVO_API QvoStatus qvoiFilterDeringingThresholdMB_MPEG4_8u(const Qvo8u* pSrcY, Qvo32s stepY, const Qvo8u* pSrcCb,
                                                           Qvo32s stepCb, const Qvo8u* pSrcCr, Qvo32s stepCr,
                                                           Qvo32s* pThresholds);
 
-/* Derings an 8x8 block: each sample whose whole 3x3 neighbourhood lies on one side of the threshold is smoothed, by at
- * most QP >> 1; the others are copied.
+/* Derings an 8x8 block: each sample whose whole 3x3 neighbourhood lies on one side of the threshold (all reach it, or
+ * none does) becomes the neighbourhood's mean with the weights 1 2 1 / 2 4 2 / 1 2 1, rounded, but changes by QP >> 1
+ * at most; the others are copied.
  *
  * pSrc, srcStep  source block; one sample around it on all four sides is read as well
  * pDst, dstStep  destination block, all 64 samples of which are written. It may be the source block itself: the
