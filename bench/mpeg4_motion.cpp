@@ -71,11 +71,11 @@ BENCHMARK(ChromaMV)->Name("MPEG4/Chroma4MV");
 
 // ---- prediction ----
 
-constexpr int kStep = 352 + 32;
+constexpr int rowStep = 352 + 32;
 
 struct Frames {
-    std::vector<Qvo8u> reference = std::vector<Qvo8u>(kStep * 64);
-    std::vector<Qvo8u> target = std::vector<Qvo8u>(kStep * 64);
+    std::vector<Qvo8u> reference = std::vector<Qvo8u>(rowStep * 64);
+    std::vector<Qvo8u> target = std::vector<Qvo8u>(rowStep * 64);
     std::array<Qvo16s, 64> residual;
 
     Frames() {
@@ -84,17 +84,17 @@ struct Frames {
         random.fill(residual, -40, 40);
     }
     // Blocks at changing alignments, as vectors address them.
-    const Qvo8u* block(unsigned i) const { return reference.data() + 8 * kStep + 8 + i % 32; }
+    const Qvo8u* block(unsigned i) const { return reference.data() + 8 * rowStep + 8 + i % 32; }
 };
 
-constexpr QvoMotionVector kFull = {0, 0}, kH = {1, 0}, kV = {0, 1}, kHV = {1, 1};
+constexpr QvoMotionVector fullPel = {0, 0}, halfX = {1, 0}, halfY = {0, 1}, halfBoth = {1, 1};
 
 template <auto copy, int size>
 void CopyHalfpel(benchmark::State& state, QvoMotionVector vector, int rc) {
     Frames frames;
     unsigned i = 0;
     for (auto _ : state) {
-        copy(frames.block(i++), kStep, frames.target.data(), kStep, &vector, rc);
+        copy(frames.block(i++), rowStep, frames.target.data(), rowStep, &vector, rc);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * size * size);
@@ -109,20 +109,20 @@ void Recon8(benchmark::State& state, QvoMotionVector vector, int rc) {
     Frames frames;
     unsigned i = 0;
     for (auto _ : state) {
-        qvoiReconBlockHalfpel_MPEG4_8u(frames.block(i++), kStep, frames.residual.data(), frames.target.data(), kStep,
-                                       &vector, rc);
+        qvoiReconBlockHalfpel_MPEG4_8u(frames.block(i++), rowStep, frames.residual.data(), frames.target.data(),
+                                       rowStep, &vector, rc);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * 64);
 }
-#define HALFPEL(function, name)                                                     \
-    BENCHMARK_CAPTURE(function, full, kFull, 0)->Name("MPEG4/" name "/full");       \
-    BENCHMARK_CAPTURE(function, h, kH, 0)->Name("MPEG4/" name "/h");                \
-    BENCHMARK_CAPTURE(function, v, kV, 0)->Name("MPEG4/" name "/v");                \
-    BENCHMARK_CAPTURE(function, hv, kHV, 0)->Name("MPEG4/" name "/hv");             \
-    BENCHMARK_CAPTURE(function, h_down, kH, 1)->Name("MPEG4/" name "/h/roundDown"); \
-    BENCHMARK_CAPTURE(function, v_down, kV, 1)->Name("MPEG4/" name "/v/roundDown"); \
-    BENCHMARK_CAPTURE(function, hv_down, kHV, 1)->Name("MPEG4/" name "/hv/roundDown")
+#define HALFPEL(function, name)                                                        \
+    BENCHMARK_CAPTURE(function, full, fullPel, 0)->Name("MPEG4/" name "/full");        \
+    BENCHMARK_CAPTURE(function, h, halfX, 0)->Name("MPEG4/" name "/h");                \
+    BENCHMARK_CAPTURE(function, v, halfY, 0)->Name("MPEG4/" name "/v");                \
+    BENCHMARK_CAPTURE(function, hv, halfBoth, 0)->Name("MPEG4/" name "/hv");           \
+    BENCHMARK_CAPTURE(function, h_down, halfX, 1)->Name("MPEG4/" name "/h/roundDown"); \
+    BENCHMARK_CAPTURE(function, v_down, halfY, 1)->Name("MPEG4/" name "/v/roundDown"); \
+    BENCHMARK_CAPTURE(function, hv_down, halfBoth, 1)->Name("MPEG4/" name "/hv/roundDown")
 HALFPEL(Copy16, "Copy16x16");
 HALFPEL(Copy8, "Copy8x8");
 HALFPEL(Recon8, "Recon8x8");
@@ -132,7 +132,7 @@ void Average(benchmark::State& state) {
     Frames frames;
     unsigned i = 0;
     for (auto _ : state) {
-        average(frames.block(i++), kStep, frames.target.data(), kStep);
+        average(frames.block(i++), rowStep, frames.target.data(), rowStep);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * size * size);
@@ -144,14 +144,14 @@ void Obmc(benchmark::State& state, QvoMotionVector vector) {
     Frames frames;
     unsigned i = 0;
     for (auto _ : state) {
-        qvoiOBMCHalfpel_MPEG4_8u(frames.block(i++), kStep, frames.target.data(), kStep, &vector, &vector, &vector,
+        qvoiOBMCHalfpel_MPEG4_8u(frames.block(i++), rowStep, frames.target.data(), rowStep, &vector, &vector, &vector,
                                  &vector, &vector, 0);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * 64);
 }
-BENCHMARK_CAPTURE(Obmc, full, kFull)->Name("MPEG4/OBMC/full");
-BENCHMARK_CAPTURE(Obmc, hv, kHV)->Name("MPEG4/OBMC/hv");
+BENCHMARK_CAPTURE(Obmc, full, fullPel)->Name("MPEG4/OBMC/full");
+BENCHMARK_CAPTURE(Obmc, hv, halfBoth)->Name("MPEG4/OBMC/hv");
 
 // ---- padding ----
 
@@ -169,7 +169,7 @@ void PadCurrent(benchmark::State& state) {
     Frames frames;
     const std::array<Qvo8u, 256> shape = disc();
     for (auto _ : state) {
-        qvoiPadCurrent_16x16_MPEG4_8u_I(frames.reference.data(), kStep, shape.data());
+        qvoiPadCurrent_16x16_MPEG4_8u_I(frames.reference.data(), rowStep, shape.data());
         benchmark::ClobberMemory();
     }
 }
@@ -185,9 +185,9 @@ void PadPartial(benchmark::State& state) {
     Qvo8u padded[2] = {};
     for (auto _ : state) {
         padded[0] = padded[1] = 0;  // both neighbours are filled
-        qvoiPadMBPartial_MPEG4_8u_P4R(bits.data(), flags, luma.reference.data() + 16 * kStep + 16,
-                                      cb.reference.data() + 8 * kStep + 8, cr.reference.data() + 8 * kStep + 8,
-                                      nullptr, padded, 1, 1, kStep, kStep, 2);
+        qvoiPadMBPartial_MPEG4_8u_P4R(bits.data(), flags, luma.reference.data() + 16 * rowStep + 16,
+                                      cb.reference.data() + 8 * rowStep + 8, cr.reference.data() + 8 * rowStep + 8,
+                                      nullptr, padded, 1, 1, rowStep, rowStep, 2);
         benchmark::ClobberMemory();
     }
 }

@@ -9,8 +9,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // The first bytes choose what is decoded, and are the vectors around it.
-    constexpr std::size_t kHeader = 4 + 12 * sizeof(QvoMotionVector) + 16;
-    if (size < kHeader) return 0;
+    constexpr std::size_t header = 4 + 12 * sizeof(QvoMotionVector) + 16;
+    if (size < header) return 0;
     const int offset0 = data[0] & 7, fcode = 1 + data[0] % 7, fcode2 = 1 + data[1] % 7, mbType = data[2] % 6;
     const int operation = data[3] % 4;
     QvoMotionVector neighbours[3][4], current[4] = {}, other[4] = {};
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::memcpy(current, neighbours[1], sizeof current);
 
     // Four bytes of slack, none more.
-    std::vector<Qvo8u> bits(data + kHeader, data + size);
+    std::vector<Qvo8u> bits(data + header, data + size);
     bits.resize(bits.size() + 4);
     Qvo8u* position = bits.data();
     const Qvo8u* const end = bits.data() + bits.size() - 4;

@@ -151,7 +151,7 @@ QVO_API QvoStatus qvoiQuantInv_MPEG2_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const Q
  *
  * QP         quantiser scale, a factor; a negative one flips the signs
  * pQPMatrix  64 reciprocals of the weights (1/W) by block position; null means those of the default matrices of
- *            ISO/IEC 13818-2, 6.3.11: the intra one, or 1/16 everywhere for non-intra blocks
+ *            ISO/IEC 13818-2, 6.3.11, rounded to float: the intra one, or 1/16 everywhere for non-intra blocks
  * pCount     receives the number of non-zero results
  *
  * Each coefficient c becomes (16 * c) * (1/QP) * pQPMatrix[i], computed from left to right with a mantissa of 64 bits

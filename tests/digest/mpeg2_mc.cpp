@@ -5,10 +5,10 @@
 
 namespace {
 
-constexpr int kStep = 20;  // room for 16 samples and the two beyond them
+constexpr int rowStep = 20;  // room for 16 samples and the two beyond them
 
 struct Input {
-    std::vector<Qvo8u> forward = std::vector<Qvo8u>(kStep * 17), backward = forward;
+    std::vector<Qvo8u> forward = std::vector<Qvo8u>(rowStep * 17), backward = forward;
     std::vector<Qvo16s> residual = std::vector<Qvo16s>(256);
     Qvo32s mcTypeF, mcTypeB, roundControl;
 
@@ -33,9 +33,9 @@ void compensate(Digest& digest, Random& random) {
     for (int i = 0; i < 300; ++i) {
         const Input in(random);
         std::vector<Qvo8u> dst(256);
-        one(in.forward.data(), kStep, in.residual.data(), 32, dst.data(), 16, in.mcTypeF, in.roundControl);
+        one(in.forward.data(), rowStep, in.residual.data(), 32, dst.data(), 16, in.mcTypeF, in.roundControl);
         digest.addAll(dst.data(), dst.size());
-        two(in.forward.data(), kStep, in.mcTypeF, in.backward.data(), kStep, in.mcTypeB, in.residual.data(), 32,
+        two(in.forward.data(), rowStep, in.mcTypeF, in.backward.data(), rowStep, in.mcTypeB, in.residual.data(), 32,
             dst.data(), 16, in.roundControl);
         digest.addAll(dst.data(), dst.size());
     }
@@ -58,7 +58,7 @@ const DigestEntry reconBlock("qvoiReconBlock_8x8", [](Digest& digest, Random& ra
     for (int i = 0; i < 300; ++i) {
         const Input in(random);
         std::vector<Qvo8u> dst(64);
-        qvoiReconBlock_8x8(in.forward.data(), kStep, in.residual.data(), dst.data(), 8);
+        qvoiReconBlock_8x8(in.forward.data(), rowStep, in.residual.data(), dst.data(), 8);
         digest.addAll(dst.data(), dst.size());
     }
 });

@@ -5,10 +5,10 @@
 
 namespace {
 
-constexpr int kStep = 19;
+constexpr int rowStep = 19;
 
 struct Input {
-    std::vector<Qvo8u> src = std::vector<Qvo8u>(kStep * 17), forward = src, backward = src;
+    std::vector<Qvo8u> src = std::vector<Qvo8u>(rowStep * 17), forward = src, backward = src;
     Qvo32s mcTypeF, mcTypeB, roundControl;
 
     explicit Input(Random& random) {
@@ -29,11 +29,11 @@ void differences(Digest& digest, Random& random) {
     for (int i = 0; i < 300; ++i) {
         const Input in(random);
         std::vector<Qvo16s> diff(256), prediction(256);
-        one(in.src.data(), kStep, in.forward.data(), kStep, diff.data(), 32, prediction.data(), 32, in.mcTypeF,
+        one(in.src.data(), rowStep, in.forward.data(), rowStep, diff.data(), 32, prediction.data(), 32, in.mcTypeF,
             in.roundControl);
         digest.addAll(diff.data(), diff.size());
         digest.addAll(prediction.data(), prediction.size());
-        two(in.src.data(), kStep, in.forward.data(), kStep, in.mcTypeF, in.backward.data(), kStep, in.mcTypeB,
+        two(in.src.data(), rowStep, in.forward.data(), rowStep, in.mcTypeF, in.backward.data(), rowStep, in.mcTypeB,
             diff.data(), 32, in.roundControl);
         digest.addAll(diff.data(), diff.size());
     }
@@ -52,17 +52,17 @@ const DigestEntry full("differences at full-pel position", [](Digest& digest, Ra
         const Qvo8u *src = in.src.data(), *ref = in.forward.data();
         std::vector<Qvo16s> diff(256), sums(16);
         Qvo32s sad = 0;
-        qvoiGetDiff4x4_8u16s_C1(src, kStep, ref, kStep, diff.data(), 5);
+        qvoiGetDiff4x4_8u16s_C1(src, rowStep, ref, rowStep, diff.data(), 5);
         digest.addAll(diff.data(), diff.size());
-        qvoiSumsDiff16x16Blocks4x4_8u16s_C1(src, kStep, ref, kStep, sums.data(), diff.data());
+        qvoiSumsDiff16x16Blocks4x4_8u16s_C1(src, rowStep, ref, rowStep, sums.data(), diff.data());
         digest.addAll(diff.data(), diff.size());
         digest.addAll(sums.data(), sums.size());
-        qvoiSumsDiff8x8Blocks4x4_8u16s_C1(src, kStep, ref, kStep, sums.data(), nullptr);
+        qvoiSumsDiff8x8Blocks4x4_8u16s_C1(src, rowStep, ref, rowStep, sums.data(), nullptr);
         digest.addAll(sums.data(), sums.size());
-        qvoiComputeTextureErrorBlock_SAD_8u16s(src, kStep, ref, diff.data(), &sad);
+        qvoiComputeTextureErrorBlock_SAD_8u16s(src, rowStep, ref, diff.data(), &sad);
         digest.addAll(diff.data(), diff.size());
         digest.add(sad);
-        qvoiComputeTextureErrorBlock_8u16s(ref, kStep, src, diff.data());
+        qvoiComputeTextureErrorBlock_8u16s(ref, rowStep, src, diff.data());
         digest.addAll(diff.data(), diff.size());
     }
 });
@@ -73,15 +73,15 @@ const DigestEntry matching("SAD and SqrDiff", [](Digest& digest, Random& random)
         const Qvo8u *src = in.src.data(), *ref = in.forward.data();
         Qvo32s result[6] = {};
         Qvo16u sads[20] = {};
-        qvoiSAD16x16_8u32s(src, kStep, ref, kStep, &result[0], in.mcTypeF);
-        qvoiSAD8x8_8u32s_C1R(src, kStep, ref, kStep, &result[1], in.mcTypeF);
-        qvoiSAD4x4_8u32s(src, kStep, ref, kStep, &result[2]);
-        _qvoiSAD_16x16_8u32s(src, kStep, ref, kStep, &result[3]);
-        qvoiSqrDiff16x16_8u32s(src, kStep, ref, kStep, in.mcTypeF, &result[4]);
-        qvoiSqrDiff16x16B_8u32s(src, kStep, ref, kStep, in.mcTypeF, in.backward.data(), kStep, in.mcTypeB,
+        qvoiSAD16x16_8u32s(src, rowStep, ref, rowStep, &result[0], in.mcTypeF);
+        qvoiSAD8x8_8u32s_C1R(src, rowStep, ref, rowStep, &result[1], in.mcTypeF);
+        qvoiSAD4x4_8u32s(src, rowStep, ref, rowStep, &result[2]);
+        _qvoiSAD_16x16_8u32s(src, rowStep, ref, rowStep, &result[3]);
+        qvoiSqrDiff16x16_8u32s(src, rowStep, ref, rowStep, in.mcTypeF, &result[4]);
+        qvoiSqrDiff16x16B_8u32s(src, rowStep, ref, rowStep, in.mcTypeF, in.backward.data(), rowStep, in.mcTypeB,
                                 &result[5]);
-        qvoiSAD16x16Blocks4x4_8u16u(src, kStep, ref, kStep, sads);
-        qvoiSAD16x16Blocks8x8_8u16u(src, kStep, ref, kStep, sads + 16);
+        qvoiSAD16x16Blocks4x4_8u16u(src, rowStep, ref, rowStep, sads);
+        qvoiSAD16x16Blocks8x8_8u16u(src, rowStep, ref, rowStep, sads + 16);
         digest.addAll(result, 6);
         digest.addAll(sads, 20);
     }
@@ -96,15 +96,15 @@ const DigestEntry statistics("block statistics", [](Digest& digest, Random& rand
         Qvo32s sums[4], result[18] = {};
         random.fill(sums, -70000, 70000);
         Qvo8u edges = 0;
-        qvoiVariance16x16_8u32s(src, kStep, &result[0]);
-        qvoiMeanAbsDev16x16_8u32s_C1R(src, kStep, &result[1]);
-        qvoiVarMean8x8_8u32s_C1R(src, kStep, &result[2], &result[3]);
+        qvoiVariance16x16_8u32s(src, rowStep, &result[0]);
+        qvoiMeanAbsDev16x16_8u32s_C1R(src, rowStep, &result[1]);
+        qvoiVarMean8x8_8u32s_C1R(src, rowStep, &result[2], &result[3]);
         qvoiVarMean8x8_16s32s_C1R(wide.data(), 16, &result[4], &result[5]);
-        qvoiVarMeanDiff16x16_8u32s_C1R(src, kStep, in.forward.data(), kStep, sums, &result[6], &result[10],
+        qvoiVarMeanDiff16x16_8u32s_C1R(src, rowStep, in.forward.data(), rowStep, sums, &result[6], &result[10],
                                        in.mcTypeF);
-        qvoiVarMeanDiff16x8_8u32s_C1R(src, kStep, in.forward.data(), kStep, sums, &result[14], &result[16],
+        qvoiVarMeanDiff16x8_8u32s_C1R(src, rowStep, in.forward.data(), rowStep, sums, &result[14], &result[16],
                                       in.mcTypeB);
-        qvoiEdgesDetect16x16_8u_C1R(src, kStep, static_cast<Qvo8u>(random.range(0, 128)),
+        qvoiEdgesDetect16x16_8u_C1R(src, rowStep, static_cast<Qvo8u>(random.range(0, 128)),
                                     static_cast<Qvo8u>(random.range(0, 255)), &edges);
         digest.addAll(result, 18);
         digest.add(edges);

@@ -103,15 +103,15 @@ const DigestEntry deriveVectors("mpeg4/LimitMV+ChromaMV", [](Digest& digest, Ran
     }
 });
 
-constexpr int kStep = 64;
+constexpr int rowStep = 64;
 
 struct Frames {
-    std::array<Qvo8u, kStep * 64> reference, target;
+    std::array<Qvo8u, rowStep * 64> reference, target;
     explicit Frames(Random& random) {
         random.fill(reference, 0, 255);
         random.fill(target, 0, 255);
     }
-    const Qvo8u* block() const { return reference.data() + 20 * kStep + 20; }
+    const Qvo8u* block() const { return reference.data() + 20 * rowStep + 20; }
 };
 
 const DigestEntry predict("mpeg4/Halfpel", [](Digest& digest, Random& random) {
@@ -122,12 +122,12 @@ const DigestEntry predict("mpeg4/Halfpel", [](Digest& digest, Random& random) {
         const Vectors v = randomVectors(random, 20);
         const int rc = random.range(0, 2);
         Qvo8u* const out = frames.target.data();
-        qvoiCopyBlockHalfpel_MPEG4_8u(frames.block(), kStep, out, kStep, &v[0], rc);
-        qvoiCopyMBHalfpel_MPEG4_8u(frames.block(), kStep, out + 8, kStep, &v[1], rc);
-        qvoiReconBlockHalfpel_MPEG4_8u(frames.block(), kStep, residual.data(), out + 24, kStep, &v[2], rc);
-        qvoiOBMCHalfpel_MPEG4_8u(frames.block(), kStep, out + 32, kStep, &v[3], &v[0], &v[1], &v[2], &v[0], rc);
-        qvoiAverageMB_MPEG4_8u(frames.block(), kStep, frames.block() + 5, kStep, out + 40, kStep);
-        qvoiAverageBlock_MPEG4_8u_I(frames.block(), kStep, out + 56, kStep);
+        qvoiCopyBlockHalfpel_MPEG4_8u(frames.block(), rowStep, out, rowStep, &v[0], rc);
+        qvoiCopyMBHalfpel_MPEG4_8u(frames.block(), rowStep, out + 8, rowStep, &v[1], rc);
+        qvoiReconBlockHalfpel_MPEG4_8u(frames.block(), rowStep, residual.data(), out + 24, rowStep, &v[2], rc);
+        qvoiOBMCHalfpel_MPEG4_8u(frames.block(), rowStep, out + 32, rowStep, &v[3], &v[0], &v[1], &v[2], &v[0], rc);
+        qvoiAverageMB_MPEG4_8u(frames.block(), rowStep, frames.block() + 5, rowStep, out + 40, rowStep);
+        qvoiAverageBlock_MPEG4_8u_I(frames.block(), rowStep, out + 56, rowStep);
         digest.addAll(out, frames.target.size());
     }
 });
@@ -143,19 +143,19 @@ const DigestEntry pad("mpeg4/PadMB", [](Digest& digest, Random& random) {
             std::array<Qvo8u, 32> shape;
             for (auto& bits : shape)
                 bits = static_cast<Qvo8u>(random.next() & random.next());
-            Qvo8u* const pY = y.reference.data() + 16 * (kStep * row + x);
-            Qvo8u* const pCb = cb.reference.data() + 8 * (kStep * row + x);
-            Qvo8u* const pCr = cr.reference.data() + 8 * (kStep * row + x);
+            Qvo8u* const pY = y.reference.data() + 16 * (rowStep * row + x);
+            Qvo8u* const pCb = cb.reference.data() + 8 * (rowStep * row + x);
+            Qvo8u* const pCr = cr.reference.data() + 8 * (rowStep * row + x);
             const int kind = random.range(0, 2);
             if (kind == 0)
                 digest.add(qvoiPadMBPartial_MPEG4_8u_P4R(shape.data(), flags, pY, pCb, pCr, nullptr, padded.data(), x,
-                                                         row, kStep, kStep, 2));
+                                                         row, rowStep, rowStep, 2));
             else if (kind == 1)
-                digest.add(
-                    qvoiPadMBOpaque_MPEG4_8u_P4R(flags, pY, pCb, pCr, nullptr, padded.data(), x, row, kStep, kStep));
+                digest.add(qvoiPadMBOpaque_MPEG4_8u_P4R(flags, pY, pCb, pCr, nullptr, padded.data(), x, row, rowStep,
+                                                        rowStep));
             else
                 digest.add(qvoiPadMBTransparent_MPEG4_8u_P4R(flags, pY, pCb, pCr, nullptr, padded.data(), 128, x, row,
-                                                             4, 4, kStep, kStep));
+                                                             4, 4, rowStep, rowStep));
         }
         for (const Frames* plane : {&y, &cb, &cr})
             digest.addAll(plane->reference.data(), plane->reference.size());

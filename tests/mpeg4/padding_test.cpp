@@ -182,7 +182,7 @@ TEST(ExtendedPadding, RepeatsColumnsRowsAndValues) {
     }
 }
 
-enum Kind { kTransparent, kPartial, kOpaque };
+enum Kind { allTransparent, boundary, allOpaque };
 
 // The shape of a whole picture.
 struct Shape {
@@ -194,16 +194,17 @@ struct Shape {
         const int transparent = random.range(20, 100);
         for (int i = 0; i < c * r; ++i) {
             Kind& kind = kinds[index(i)];
-            kind = random.chance(transparent) ? kTransparent : random.chance(50) ? kOpaque : kPartial;
+            kind = random.chance(transparent) ? allTransparent : random.chance(50) ? allOpaque : boundary;
             const int x = 16 * (i % c), y = 16 * (i / c), density = random.chance(30) ? 1 : 50;
             for (int k = 0; k < 256; ++k)
-                opaque[at(x + k % 16, y + k / 16)] = kind == kOpaque || (kind == kPartial && random.chance(density));
-            if (kind == kPartial) opaque[at(x + random.range(0, 15), y + random.range(0, 15))] = true;
+                opaque[at(x + k % 16, y + k / 16)] =
+                    kind == allOpaque || (kind == boundary && random.chance(density));
+            if (kind == boundary) opaque[at(x + random.range(0, 15), y + random.range(0, 15))] = true;
         }
     }
     std::size_t at(int x, int y) const { return index(16 * columns * y + x); }
     Kind kind(int x, int y) const {
-        return x < 0 || y < 0 || x >= columns || y >= rows ? kTransparent : kinds[index(columns * y + x)];
+        return x < 0 || y < 0 || x >= columns || y >= rows ? allTransparent : kinds[index(columns * y + x)];
     }
 };
 
@@ -214,7 +215,7 @@ void padPlane(Plane& plane, const Shape& shape, int scale, Qvo8u gray) {
     const int n = 16 / scale;
     for (int i = 0; i < shape.columns * shape.rows; ++i) {
         const int left = n * (i % shape.columns), top = n * (i / shape.columns);
-        if (shape.kinds[index(i)] != kPartial) continue;
+        if (shape.kinds[index(i)] != boundary) continue;
         Block block(n);
         for (int y = 0; y < n; ++y)
             for (int x = 0; x < n; ++x) {
@@ -232,7 +233,7 @@ void padPlane(Plane& plane, const Shape& shape, int scale, Qvo8u gray) {
     }
     for (int i = 0; i < shape.columns * shape.rows; ++i) {
         const int mbX = i % shape.columns, mbY = i / shape.columns, left = n * mbX, top = n * mbY;
-        if (shape.kinds[index(i)] != kTransparent) continue;
+        if (shape.kinds[index(i)] != allTransparent) continue;
         for (int y = 0; y < n; ++y)
             for (int x = 0; x < n; ++x)
                 plane.expect(left + x, top + y) = shape.kind(mbX - 1, mbY)   ? plane.expect(left - 1, top + y)
@@ -265,11 +266,11 @@ TEST(MacroblockPadding, PadsWholePicturesInRasterOrder) {
                 Qvo8u *const pCr = p.cr.block(x, y, 8), *const pA = withAlpha ? p.alpha.block(x, y, 16) : nullptr;
                 const Kind kind = shape.kind(x, y);
                 QvoStatus status;
-                if (kind == kTransparent) {
+                if (kind == allTransparent) {
                     status = qvoiPadMBTransparent_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), gray, x, y,
                                                                columns, rows, p.lumaStep, p.chromaStep);
                     ASSERT_EQ(shape.kind(x - 1, y) || shape.kind(x, y - 1), padded[index(x)]);
-                } else if (kind == kPartial) {
+                } else if (kind == boundary) {
                     for (int k = 0; k < 16; ++k) {
                         Qvo8u* const row = &bits[index(k * shapeStep)];
                         row[0] = row[1] = 0;
