@@ -168,7 +168,7 @@ class Decoding {
     }
 
     void tellStats() {
-        codecs::StageClock& clock = decoder_->clock();
+        codecs::DecodeClock& clock = decoder_->clock();
         clock.enter(codecs::Stage::parse);  // counts what has passed since the last mark
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count();
         std::fprintf(stderr, "frames      %d of %dx%d\n", frames_, decoder_->info().width, decoder_->info().height);

@@ -11,30 +11,10 @@
 #include <string>
 #include <string_view>
 
+#include "common/picture.h"
+#include "common/stage_clock.h"
+
 namespace codecs {
-
-// One plane of a picture that belongs to a decoder; it stays valid until the sink returns.
-struct PlaneView {
-    const std::uint8_t* data;
-    std::ptrdiff_t step;  // bytes between rows
-    int width;
-    int height;
-};
-
-// The quantisers of a picture's macroblocks, one byte each in raster order.
-struct QuantiserMap {
-    const std::uint8_t* data = nullptr;  // null: not known
-    std::ptrdiff_t step = 0;             // macroblocks per row
-};
-
-// A picture for display: planar Y, U, V, 4:2:0 unless the planes' sizes say otherwise.
-struct FrameView {
-    std::array<PlaneView, 3> planes;
-    char type = '?';  // coding type: 'I', 'P' or 'B'
-    bool interlaced = false;
-    bool topFieldFirst = true;
-    QuantiserMap quantisers;
-};
 
 // What a stream is, known once its headers are decoded.
 struct StreamInfo {
@@ -61,26 +41,7 @@ enum class Stage { parse, residual, prediction, filter, output, count };
 constexpr std::array<std::string_view, static_cast<std::size_t>(Stage::count)> stageNames = {
     "parsing", "residual", "prediction", "filters", "output"};
 
-// Time per stage. Costs one predictable branch per mark where it is off.
-class StageClock {
-  public:
-    void enable() { on_ = true; }
-    // From now on time counts for this stage; returns the stage before it.
-    Stage enter(Stage stage) {
-        const Stage before = stage_;
-        if (on_) switchTo(stage);
-        return before;
-    }
-    double seconds(Stage stage) const { return seconds_[static_cast<std::size_t>(stage)]; }
-
-  private:
-    void switchTo(Stage stage);
-
-    bool on_ = false;
-    Stage stage_ = Stage::parse;
-    double last_ = 0;
-    std::array<double, static_cast<std::size_t>(Stage::count)> seconds_{};
-};
+using DecodeClock = StageClock<Stage>;
 
 // The stream is not what the decoder can decode; what() is one clear line without the file's name.
 struct UnsupportedStream : std::runtime_error {
@@ -105,11 +66,11 @@ class Decoder {
     virtual const StreamInfo& info() const = 0;
 
     const DamageReport& damage() const { return damage_; }
-    StageClock& clock() { return clock_; }
+    DecodeClock& clock() { return clock_; }
 
   protected:
     DamageReport damage_;
-    StageClock clock_;
+    DecodeClock clock_;
 };
 
 }  // namespace codecs

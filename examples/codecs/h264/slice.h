@@ -13,7 +13,7 @@ namespace codecs::h264 {
 
 class SliceDecoder {
   public:
-    explicit SliceDecoder(StageClock& clock) : clock_(clock) {}
+    explicit SliceDecoder(DecodeClock& clock) : clock_(clock) {}
 
     // Decodes a slice into the context's picture up to its end or to damage; number is the slice's within the picture.
     void decode(PictureContext& context, const SliceContext& slice, int number, BitReader bits);
@@ -51,7 +51,7 @@ class SliceDecoder {
 
     Qvo8u* luma(int x, int y) const { return planes_[0] + std::ptrdiff_t{4 * y} * steps_[0] + 4 * x; }
 
-    StageClock& clock_;
+    DecodeClock& clock_;
     PictureContext* context_ = nullptr;
     const SliceContext* slice_ = nullptr;
     int number_ = 0;

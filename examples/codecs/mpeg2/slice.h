@@ -36,7 +36,7 @@ struct PictureContext {
 
 class SliceDecoder {
   public:
-    explicit SliceDecoder(StageClock& clock) : clock_(clock) {}
+    explicit SliceDecoder(DecodeClock& clock) : clock_(clock) {}
 
     // Decodes a slice from behind its start code and marks the macroblocks that it decoded in the picture. Damage ends
     // the slice before the macroblock in which it shows.
@@ -73,7 +73,7 @@ class SliceDecoder {
     void predictPart(const View& target, int y, int height, std::size_t r, const Residual& residual);
     const View& referenceView(std::size_t r, Direction s) const;
 
-    StageClock& clock_;
+    DecodeClock& clock_;
     const CodeTables& tables_ = codeTables();
 
     // For the time of one slice.

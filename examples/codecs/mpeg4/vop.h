@@ -32,7 +32,7 @@ enum class MacroblockState : std::uint8_t { missing, decoded, predicted };
 
 class VopDecoder {
   public:
-    explicit VopDecoder(StageClock& clock) : clock_(clock) {}
+    explicit VopDecoder(DecodeClock& clock) : clock_(clock) {}
 
     // Decodes a VOP from behind its header. Damage ends a packet before the macroblock in which it shows.
     void decode(const VopContext& vop, BitReader bits);
@@ -95,7 +95,7 @@ class VopDecoder {
     }
     bool usesDcVlc() const { return quantiser_ < vop_.header.dcThreshold; }
 
-    StageClock& clock_;
+    DecodeClock& clock_;
 
     // For the time of one VOP.
     VopContext vop_;
