@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "encoders.h"
 #include "outputs.h"
 #include "registry.h"
 
@@ -24,6 +25,17 @@ struct DecodeOptions {
     bool dering = false;
 };
 int decode(const DecodeOptions& options);
+
+struct EncodeOptions {
+    std::string input;
+    const EncoderEntry* codec = nullptr;
+    codecs::EncoderSettings settings;  // but for what the input says
+    std::string output;
+    std::string recon;  // Y4M of the reconstruction; empty: none
+    int frames = 0;     // 0: all
+    bool stats = false;
+};
+int encode(const EncodeOptions& options);
 
 int info(const std::string& path, const Codec* codec);
 

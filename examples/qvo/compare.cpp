@@ -1,7 +1,4 @@
 // qvo compare: how far two decoded videos differ.
-#include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <string_view>
@@ -9,7 +6,7 @@
 
 #include "commands.h"
 #include "failure.h"
-#include "input.h"
+#include "video_reader.h"
 
 namespace qvo {
 
@@ -22,14 +19,6 @@ struct Size {
     bool operator==(const Size&) const = default;
 };
 
-// A number at the beginning of the text, which then begins behind it; 0 where there is none.
-int takeNumber(std::string_view& text) {
-    int value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    text.remove_prefix(static_cast<std::size_t>(result.ptr - text.data()));
-    return value;
-}
-
 // WIDTHxHEIGHT
 Size parseSize(std::string_view text) {
     Size size;
@@ -40,75 +29,17 @@ Size parseSize(std::string_view text) {
     return text.empty() ? size : Size{};
 }
 
-// The frames of a planar 4:2:0 file, with (Y4M) or without headers.
-class VideoReader {
-  public:
-    explicit VideoReader(const std::string& path) : input_(path) {
-        constexpr std::string_view signature = "YUV4MPEG2";
-        const auto head = input_.head();
-        isY4m_ = std::string_view(reinterpret_cast<const char*>(head.data()), head.size()).starts_with(signature);
-        if (isY4m_) readHeader();
-    }
-
-    Size size() const { return size_; }
-
-    // False at the end; a last frame that is cut short is not one.
-    bool read(std::vector<std::uint8_t>& frame) {
-        if (isY4m_ && !readLine().starts_with("FRAME")) return false;
-        for (std::size_t filled = 0; filled < frame.size();) {
-            const std::size_t count = input_.read(frame.data() + filled, frame.size() - filled);
-            if (count == 0) return false;
-            filled += count;
-        }
-        return true;
-    }
-
-  private:
-    std::string readLine() {
-        std::string line;
-        std::uint8_t c;
-        while (input_.read(&c, 1) == 1 && c != '\n' && line.size() < 1024)
-            line += static_cast<char>(c);
-        return line;
-    }
-
-    void readHeader() {
-        const std::string line = readLine();
-        std::string_view rest = line;
-        while (!rest.empty()) {
-            const std::string_view word = rest.substr(0, rest.find(' '));
-            rest.remove_prefix(std::min(word.size() + 1, rest.size()));
-            if (word.empty()) continue;
-            std::string_view value = word.substr(1);
-            if (word[0] == 'W') size_.width = takeNumber(value);
-            if (word[0] == 'H') size_.height = takeNumber(value);
-            if (word[0] == 'C' && (!value.starts_with("420") || value.starts_with("420p1")))
-                throw Failure(input_.path(), "not 8-bit 4:2:0");
-        }
-        if (!size_.known()) throw Failure(input_.path(), "a Y4M header without a picture size");
-    }
-
-    Input input_;
-    bool isY4m_;
-    Size size_;
-};
-
 Size commonSize(const CompareOptions& options, const VideoReader& a, const VideoReader& b) {
     Size size = parseSize(options.size);
     if (!options.size.empty() && !size.known()) throw Failure(options.size, "not a size such as 720x576");
     for (const VideoReader* reader : {&a, &b}) {
-        if (!reader->size().known()) continue;
-        if (size.known() && size != reader->size()) throw Failure(options.second, "the picture sizes differ");
-        size = reader->size();
+        const Size own = {reader->info().width, reader->info().height};
+        if (!own.known()) continue;
+        if (size.known() && size != own) throw Failure(options.second, "the picture sizes differ");
+        size = own;
     }
     if (!size.known()) throw Failure(options.first, "the picture size is not known; give --size WIDTHxHEIGHT");
     return size;
-}
-
-std::size_t frameBytes(Size size) {
-    const auto width = static_cast<std::size_t>(size.width);
-    const auto height = static_cast<std::size_t>(size.height);
-    return width * height + (width + 1) / 2 * ((height + 1) / 2) * 2;
 }
 
 double squaredError(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
@@ -120,16 +51,15 @@ double squaredError(const std::vector<std::uint8_t>& a, const std::vector<std::u
     return static_cast<double>(sum);
 }
 
-double psnr(double error, double samples) {
-    return error > 0 ? 10 * std::log10(255.0 * 255.0 * samples / error) : std::numeric_limits<double>::infinity();
-}
-
 }  // namespace
 
 int compare(const CompareOptions& options) {
-    VideoReader a(options.first);
-    VideoReader b(options.second);
-    std::vector<std::uint8_t> frameA(frameBytes(commonSize(options, a, b)));
+    Input inputA(options.first);
+    Input inputB(options.second);
+    VideoReader a(inputA);
+    VideoReader b(inputB);
+    const Size size = commonSize(options, a, b);
+    std::vector<std::uint8_t> frameA(pictureBytes(size.width, size.height));
     std::vector<std::uint8_t> frameB(frameA.size());
     const auto samples = static_cast<double>(frameA.size());
 

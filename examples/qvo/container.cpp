@@ -1,73 +1,21 @@
 // Containers through libavformat, which only takes them apart: decoding is ours.
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavcodec/bsf.h>
-#include <libavformat/avformat.h>
-#include <libavformat/avio.h>
-}
-
 #include <algorithm>
 #include <memory>
 #include <utility>
 
-#include "failure.h"
+#include "libav_io.h"
 #include "source.h"
 
 namespace qvo {
 
 namespace {
 
-constexpr int ioBufferSize = 1 << 15;
 constexpr int maxFailures = 100;  // to find a packet again behind damage
-
-// libavformat's C code calls these, so nothing may be thrown through it.
-int readInput(void* opaque, std::uint8_t* buffer, int size) {
-    try {
-        const std::size_t count = static_cast<Input*>(opaque)->read(buffer, static_cast<std::size_t>(size));
-        return count ? static_cast<int>(count) : AVERROR_EOF;
-    } catch (const Failure&) {
-        return AVERROR(EIO);
-    }
-}
-
-std::int64_t seekInput(void* opaque, std::int64_t offset, int whence) {
-    auto& input = *static_cast<Input*>(opaque);
-    whence &= ~AVSEEK_FORCE;
-    if (whence == AVSEEK_SIZE) return input.size();
-    if (whence == SEEK_CUR) offset += input.position();
-    if (whence == SEEK_END) offset += input.size();
-    if (offset < 0) return AVERROR(EINVAL);
-    try {
-        input.seek(offset);
-    } catch (const Failure&) {
-        return AVERROR(EIO);
-    }
-    return offset;
-}
-
-struct IoCloser {
-    void operator()(AVIOContext* io) const {
-        av_freep(&io->buffer);
-        avio_context_free(&io);
-    }
-};
-struct FormatCloser {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-};
-struct PacketFreer {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FilterFreer {
-    void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
-};
 
 class Container : public Source {
   public:
-    explicit Container(std::unique_ptr<Input> input) : Source(std::move(input)), packet_(av_packet_alloc()) {
-        auto* buffer = static_cast<unsigned char*>(av_malloc(ioBufferSize));
-        io_.reset(avio_alloc_context(buffer, ioBufferSize, 0, input_.get(), readInput, nullptr,
-                                     input_->isRegular() ? seekInput : nullptr));
-    }
+    explicit Container(std::unique_ptr<Input> input)
+        : Source(std::move(input)), io_(openLibavIo(*input_)), packet_(av_packet_alloc()) {}
 
     // Opens the container and reads up to the first packet of video; says what is missing, or nothing.
     std::string open() {
@@ -123,7 +71,7 @@ class Container : public Source {
 
     // Puts start codes into the packet at hand. One that is too damaged for that stays as it is.
     void filterHeld() {
-        const std::unique_ptr<AVPacket, PacketFreer> original(av_packet_clone(packet_.get()));
+        const LibavPtr<AVPacket> original(av_packet_clone(packet_.get()));
         if (av_bsf_send_packet(startCodes_.get(), packet_.get()) < 0 ||
             av_bsf_receive_packet(startCodes_.get(), packet_.get()) < 0) {
             av_packet_unref(packet_.get());
@@ -155,10 +103,10 @@ class Container : public Source {
         return true;
     }
 
-    std::unique_ptr<AVIOContext, IoCloser> io_;
-    std::unique_ptr<AVFormatContext, FormatCloser> format_;  // before io_ in destruction, which it uses
-    std::unique_ptr<AVPacket, PacketFreer> packet_;
-    std::unique_ptr<AVBSFContext, FilterFreer> startCodes_;  // where packets have none
+    LibavPtr<AVIOContext> io_;
+    LibavPtr<AVFormatContext> format_;  // before io_ in destruction, which it uses
+    LibavPtr<AVPacket> packet_;
+    LibavPtr<AVBSFContext> startCodes_;  // where packets have none
     AVStream* stream_ = nullptr;
     std::span<const std::uint8_t> headers_;
     bool held_ = false;  // packet_ has not been handed out yet

@@ -29,6 +29,8 @@ class Input {
     bool isRegular() const { return size_ >= 0; }
     std::int64_t size() const { return size_; }
     std::int64_t position() const { return position_; }
+    // The part of the file that has been read, 0 to 1; negative where the file has no size.
+    double progress() const { return isRegular() ? static_cast<double>(position_) / static_cast<double>(size_) : -1; }
     void seek(std::int64_t position);
 
   private:

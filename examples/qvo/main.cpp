@@ -1,4 +1,4 @@
-// qvo: decodes video streams with the example codecs.
+// qvo: decodes and encodes video streams with the example codecs.
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -32,8 +32,41 @@ void addCodecOption(CLI::App& command, const Codec*& codec) {
         ->type_name("NAME");
 }
 
+void addEncodeOptions(CLI::App& command, EncodeOptions& options) {
+    codecs::EncoderSettings& settings = options.settings;
+    command.add_option("FILE", options.input, "The pictures, 8-bit 4:2:0 as Y4M; - for standard input")->required();
+    const auto setCodec = [&options](const std::string& name) {
+        options.codec = findEncoder(name);
+        if (!options.codec)
+            throw CLI::ValidationError("--codec", "no encoder " + name + "; there are: " + encoderNames());
+    };
+    command.add_option_function<std::string>("-c,--codec", setCodec, "The codec: " + encoderNames())
+        ->required()
+        ->type_name("NAME");
+    CLI::Option* const quantiser = command.add_option("-q", settings.quantiser, "Constant quantiser")
+                                       ->check(CLI::PositiveNumber)
+                                       ->type_name("Q");
+    const auto setRate = [&settings](const double& rate) { settings.bitRate = static_cast<long>(rate * 1000); };
+    command.add_option_function<double>("-b", setRate, "Bit rate, in thousands of bits per second")
+        ->check(CLI::Range(1.0, 1e6).description(""))
+        ->excludes(quantiser)
+        ->type_name("KBPS");
+    command.add_option("-o", options.output, "The stream; - for standard output")->required()->type_name("OUT");
+    command.add_option("--recon", options.recon, "Write what a decoder will show, as Y4M")->type_name("Y4M");
+    command.add_option("--frames", options.frames, "Stop after N pictures")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command.add_option("--key-interval", settings.keyInterval, "Pictures from one intra picture to the next")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command.add_option("-B", settings.bPictures, "B pictures between two others")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N");
+    command.add_flag("--stats", options.stats, "Print bits, PSNR, frames per second and time per stage");
+}
+
 int run(int argc, char** argv) {
-    CLI::App app{"Decodes video streams.", "qvo"};
+    CLI::App app{"Decodes and encodes video streams.", "qvo"};
     app.require_subcommand(1);
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string("qvo: ") + error.what() + " (qvo --help shows how)\n";
@@ -64,6 +97,10 @@ int run(int argc, char** argv) {
     decodeCommand.add_flag("--stats", decodeOptions.stats, "Print frames per second and time per stage");
     addCodecOption(decodeCommand, decodeOptions.codec);
 
+    EncodeOptions encodeOptions;
+    CLI::App& encodeCommand = *app.add_subcommand("encode", "Encode pictures into a video stream");
+    addEncodeOptions(encodeCommand, encodeOptions);
+
     std::string infoInput;
     const Codec* infoCodec = nullptr;
     CLI::App& infoCommand = *app.add_subcommand("info", "Print what a stream says about itself");
@@ -85,6 +122,11 @@ int run(int argc, char** argv) {
         return app.exit(error) == 0 ? exitDone : exitFailed;
     }
     if (decodeCommand.parsed()) return decode(decodeOptions);
+    if (encodeCommand.parsed()) {
+        if (encodeOptions.settings.quantiser == 0 && encodeOptions.settings.bitRate == 0)
+            throw Failure("encode", "either -q or -b must be given");
+        return encode(encodeOptions);
+    }
     if (infoCommand.parsed()) return info(infoInput, infoCodec);
     return compare(compareOptions);
 }

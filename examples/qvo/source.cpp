@@ -32,10 +32,6 @@ bool looksLikeContainer(std::span<const std::uint8_t> head) {
 
 }  // namespace
 
-double Source::progress() const {
-    return input_->isRegular() ? static_cast<double>(input_->position()) / static_cast<double>(input_->size()) : -1;
-}
-
 Opened openSource(const std::string& path, const Codec* codec) {
     auto input = std::make_unique<Input>(path);
     const auto elementary = [&](const Codec* found) {

@@ -28,7 +28,7 @@ class Source {
     virtual std::string codecName() const { return {}; }
 
     // The part of the file that has been read, 0 to 1; negative where the file has no size.
-    double progress() const;
+    double progress() const { return input_->progress(); }
 
   protected:
     std::unique_ptr<Input> input_;

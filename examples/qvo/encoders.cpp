@@ -1,0 +1,24 @@
+#include "encoders.h"
+namespace qvo {
+
+const std::vector<EncoderEntry>& encoders() {
+    static const std::vector<EncoderEntry> entries = {};
+    return entries;
+}
+
+const EncoderEntry* findEncoder(std::string_view name) {
+    for (const EncoderEntry& entry : encoders())
+        if (entry.name == name) return &entry;
+    return nullptr;
+}
+
+std::string encoderNames() {
+    std::string text;
+    for (const EncoderEntry& entry : encoders()) {
+        if (!text.empty()) text += ", ";
+        text += entry.name;
+    }
+    return text;
+}
+
+}  // namespace qvo
