@@ -5,19 +5,27 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "qvovc.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
-using Matrix = std::array<std::array<long long, 4>, 4>;
+using Line = std::array<long long, 4>;
+using Values = std::array<long long, 16>;
 using Block = std::array<Qvo16s, 16>;
 
 Qvo16s wrap(long long v) {
     return static_cast<Qvo16s>(v & 0xFFFF);
+}
+
+// Where value i of a 4x4 block stands if its rows lie `step` values apart.
+std::size_t at(std::size_t i, int step) {
+    return i / 4 * static_cast<std::size_t>(step) + i % 4;
 }
 
 // The standard's normAdjust (v) and the reference encoder's multipliers, by class.
@@ -27,86 +35,55 @@ constexpr int multiplier[6][3] = {{13107, 5243, 8066}, {11916, 4660, 7490}, {100
 constexpr int positionClass[16] = {0, 2, 0, 2, 2, 1, 2, 1, 0, 2, 0, 2, 2, 1, 2, 1};
 constexpr int weight[3] = {16, 25, 20};
 
-int factor(int qp, int position) {
+int factor(int qp, std::size_t position) {
     return v[qp % 6][positionClass[position]] << (qp / 6);
 }
 
-Matrix toMatrix(const Qvo16s* block) {
-    Matrix m;
-    for (unsigned i = 0; i < 16; ++i)
-        m[i / 4][i % 4] = block[i];
-    return m;
+Line inverse(const Line& d) {  // equations of clause 8.5.12.2
+    const long long e0 = d[0] + d[2], e1 = d[0] - d[2], e2 = (d[1] >> 1) - d[3], e3 = d[1] + (d[3] >> 1);
+    return {e0 + e3, e1 + e2, e1 - e2, e0 - e3};
 }
-
-Matrix transposed(const Matrix& in) {
-    Matrix m;
-    for (unsigned i = 0; i < 16; ++i)
-        m[i / 4][i % 4] = in[i % 4][i / 4];
-    return m;
+template <int w>
+Line linear(const Line& s) {
+    return {s[0] + s[1] + s[2] + s[3], w * s[0] + s[1] - s[2] - w * s[3], s[0] - s[1] - s[2] + s[3],
+            s[0] - w * s[1] + w * s[2] - s[3]};
 }
+constexpr auto forward = linear<2>, hadamard = linear<1>;
 
-Matrix wrapped(Matrix m) {
-    for (auto& row : m) {
-        for (auto& value : row)
-            value = wrap(value);
-    }
-    return m;
-}
-
-// in * kernel^T: each row transformed by the matrix of a linear transform.
-Matrix linearRows(const Matrix& in, const int (&kernel)[4][4]) {
-    Matrix m{};
-    for (unsigned y = 0; y < 4; ++y) {
-        for (unsigned x = 0; x < 4; ++x) {
-            for (unsigned k = 0; k < 4; ++k)
-                m[y][x] += in[y][k] * kernel[x][k];
+// Rows, in 16 bits, then columns.
+Values transform(const Block& block, Line (*stage)(const Line&)) {
+    Values values;
+    std::copy(block.begin(), block.end(), values.begin());
+    for (const std::size_t along : {1u, 4u}) {
+        for (std::size_t i = 0; i < 16; i += 5 - along) {
+            if (along == 4 && i == 4) break;
+            const Line line = stage({values[i], values[i + along], values[i + 2 * along], values[i + 3 * along]});
+            for (std::size_t k = 0; k < 4; ++k)
+                values[i + k * along] = along == 1 ? wrap(line[k]) : line[k];
         }
     }
-    return m;
+    return values;
 }
 
-Matrix inverseRows(const Matrix& d) {  // equations of clause 8.5.12.2
-    Matrix f;
-    for (unsigned i = 0; i < 4; ++i) {
-        const long long e0 = d[i][0] + d[i][2];
-        const long long e1 = d[i][0] - d[i][2];
-        const long long e2 = (d[i][1] >> 1) - d[i][3];
-        const long long e3 = d[i][1] + (d[i][3] >> 1);
-        f[i] = {e0 + e3, e1 + e2, e1 - e2, e0 - e3};
-    }
-    return f;
+Block stored(const Values& values, int shift = 0, int round = 0) {
+    Block block;
+    std::transform(values.begin(), values.end(), block.begin(), [&](auto x) { return wrap((x + round) >> shift); });
+    return block;
 }
 
-constexpr int forwardKernel[4][4] = {{1, 1, 1, 1}, {2, 1, -1, -2}, {1, -1, -1, 1}, {1, -2, 2, -1}};
-constexpr int hadamardKernel[4][4] = {{1, 1, 1, 1}, {1, 1, -1, -1}, {1, -1, -1, 1}, {1, -1, 1, -1}};
-
-Matrix linear4x4(const Qvo16s* block, const int (&kernel)[4][4]) {
-    return transposed(linearRows(transposed(wrapped(linearRows(toMatrix(block), kernel))), kernel));
-}
-
-Block inverse4x4(const Block& coefs) {
-    const Matrix m = transposed(inverseRows(transposed(wrapped(inverseRows(toMatrix(coefs.data()))))));
-    Block residual;
-    for (unsigned i = 0; i < 16; ++i)
-        residual[i] = wrap((m[i / 4][i % 4] + 32) >> 6);
-    return residual;
-}
-
-std::array<long long, 4> hadamard2x2(const Qvo16s* c) {
+Line hadamard2x2(const Qvo16s* c) {
     return {c[0] + c[1] + c[2] + c[3], c[0] - c[1] + c[2] - c[3], c[0] + c[1] - c[2] - c[3],
             c[0] - c[1] - c[2] + c[3]};
 }
 
 Block residualOf(const Block& levels, const Qvo16s* pDC, bool ac, int qp) {
     Block coefs;
-    for (int i = 0; i < 16; ++i) {
-        coefs[static_cast<unsigned>(i)] = wrap(levels[static_cast<unsigned>(i)] * factor(qp, i));
-    }
+    for (std::size_t i = 0; i < 16; ++i)
+        coefs[i] = wrap(levels[i] * factor(qp, i));
     if (pDC) coefs[0] = *pDC;
-    if (ac) return inverse4x4(coefs);
-    Block flat;
-    flat.fill(wrap((coefs[0] + 32) >> 6));
-    return flat;
+    if (ac) return stored(transform(coefs, inverse), 6, 32);
+    coefs.fill(wrap((coefs[0] + 32) >> 6));
+    return coefs;
 }
 
 // Levels as they occur (few, small) or anything 16 bits can hold.
@@ -119,7 +96,7 @@ Block randomBlock(Random& random) {
     return block;
 }
 
-TEST(Transform, ResidualsFollowTheStandard) {
+TEST(Transform, ReconstructionFollowsTheStandard) {
     Random random(62);
     for (int round = 0; round < 6000; ++round) {
         const int qp = round % 52;
@@ -129,71 +106,54 @@ TEST(Transform, ResidualsFollowTheStandard) {
         const Block levels = randomBlock(random);
         const Block residual = residualOf(levels, pDC, ac, qp);
 
-        const int step = 8 + 2 * random.range(0, 5);
-        std::vector<Qvo16s> rows(static_cast<std::size_t>(step * 2), 0x1234);
-        for (int i = 0; i < 16; ++i) {
-            rows[static_cast<unsigned>(i / 4 * step / 2 + i % 4)] = levels[static_cast<unsigned>(i)];
-        }
-        std::vector<Qvo16s> expected = rows;
-        for (int i = 0; i < 16; ++i) {
-            expected[static_cast<unsigned>(i / 4 * step / 2 + i % 4)] = residual[static_cast<unsigned>(i)];
-        }
-        ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidual_H264_16s_C1I(rows.data(), step, pDC, ac ? 2u : 0u, qp));
-        ASSERT_EQ(expected, rows) << "QP " << qp << " AC " << ac;
-
-        const int predStep = random.range(4, 9);
-        const int dstStep = random.range(4, 9);
-        Guarded<Qvo8u> pred(static_cast<std::size_t>(3 * predStep + 4));
+        const int step = random.range(4, 9), predStep = random.range(4, 9), dstStep = random.range(4, 9);
+        std::vector<Qvo16s> rows(static_cast<std::size_t>(4 * step), 0x1234), expected = rows;
+        Guarded<Qvo8u> pred(at(15, predStep) + 1);
         random.fill(pred, 0, 255);
-        std::vector<Qvo8u> dst(static_cast<std::size_t>(4 * dstStep), 99);
-        std::vector<Qvo8u> sum = dst;
-        for (int i = 0; i < 16; ++i) {
-            sum[static_cast<unsigned>(i / 4 * dstStep + i % 4)] = static_cast<Qvo8u>(
-                std::clamp(pred.data()[i / 4 * predStep + i % 4] + residual[static_cast<unsigned>(i)], 0, 255));
+        std::vector<Qvo8u> dst(static_cast<std::size_t>(4 * dstStep), 99), sum = dst;
+        for (std::size_t i = 0; i < 16; ++i) {
+            rows[at(i, step)] = levels[i];
+            expected[at(i, step)] = residual[i];
+            sum[at(i, dstStep)] = static_cast<Qvo8u>(std::clamp(pred[at(i, predStep)] + residual[i], 0, 255));
         }
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiDequantTransformResidual_H264_16s_C1I(rows.data(), 2 * step, pDC, ac ? 2u : 0u, qp));
+        ASSERT_EQ(expected, rows) << "QP " << qp << " AC " << ac;
         Block coefs = levels;
         Qvo16s* const pCoef = ac || !pDC ? coefs.data() : nullptr;
         ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidualAndAdd_H264_16s_C1I(pred.data(), pCoef, pDC, dst.data(),
                                                                                predStep, dstStep, qp, ac));
         ASSERT_EQ(sum, dst) << "QP " << qp << " AC " << ac;
         ASSERT_EQ(ac ? residual : levels, coefs);
-    }
-}
 
-TEST(Transform, DCFollowsTheStandard) {
-    Random random(63);
-    for (int round = 0; round < 3000; ++round) {
-        const int qp = round % 52;
-        Block luma = randomBlock(random);
-        Block chroma = luma;
-        const Matrix sums = linear4x4(luma.data(), hadamardKernel);
-        const auto chromaSums = hadamard2x2(chroma.data());
+        Block luma = levels, chroma = levels;
+        const Values sums = transform(levels, hadamard);
         ASSERT_EQ(qvoStatusOk, qvoiTransformDequantLumaDC_H264_16s_C1I(luma.data(), qp));
         ASSERT_EQ(qvoStatusOk, qvoiTransformDequantChromaDC_H264_16s_C1I(chroma.data(), qp));
-        for (unsigned i = 0; i < 16; ++i) {
-            const long long scaled = sums[i / 4][i % 4] * v[qp % 6][0];
+        for (std::size_t i = 0; i < 16; ++i) {
+            const long long scaled = sums[i] * v[qp % 6][0];
             const int e = qp / 6;
             ASSERT_EQ(wrap(e >= 2 ? scaled << (e - 2) : (scaled + (1 << (1 - e))) >> (2 - e)), luma[i]) << qp;
+            ASSERT_EQ(i < 4 ? wrap((hadamard2x2(levels.data())[i] * factor(qp, 0)) >> 1) : levels[i], chroma[i]);
         }
-        for (unsigned i = 0; i < 4; ++i)
-            ASSERT_EQ(wrap((chromaSums[i] * factor(qp, 0)) >> 1), chroma[i]);
     }
 }
 
-// ---- forward ----
-
+// What a forward operation leaves behind.
 struct Quantised {
-    QvoStatus status;
-    std::vector<Qvo16s> levels;
-    int count;
-    int last;
+    QvoStatus status = qvoStatusOk;
+    Block levels;
+    int count = 0, last = 0;
+    bool operator==(const Quantised&) const = default;
 };
 
-// `before` is what the levels' memory holds when the quantisation begins, 99 the outputs' value before the call.
-Quantised quantise(const std::vector<long long>& values, std::vector<Qvo16s> before, int qp, int qbits, bool intra,
-                   bool dc, const Block& scan) {
-    Quantised out{qvoStatusOk, std::move(before), 0, 0};
-    for (std::size_t i = 0; i < values.size(); ++i) {
+// Quantises `size` values; the memory of the levels holds `before`, that of `last` 99 when the quantisation begins.
+Quantised quantise(const Block& values, std::size_t size, const Block& before, int qp, bool dc, bool intra,
+                   const Block& scan) {
+    Quantised out;
+    out.levels = before;
+    const int qbits = (dc ? 16 : 15) + qp / 6;
+    for (std::size_t i = 0; i < size; ++i) {
         const long long m = multiplier[qp % 6][dc ? 0 : positionClass[i]];
         const long long level = (std::llabs(values[i]) * m + (1LL << qbits) / (intra ? 3 : 6)) >> qbits;
         if (level > 2063) return {qvoStatusLevelOverflow, out.levels, out.count, 99};
@@ -206,199 +166,137 @@ Quantised quantise(const std::vector<long long>& values, std::vector<Qvo16s> bef
     return out;
 }
 
-std::vector<long long> stored(const Matrix& m, int shift) {
-    std::vector<long long> values;
-    for (unsigned i = 0; i < 16; ++i)
-        values.push_back(wrap(m[i / 4][i % 4] >> shift));
-    return values;
-}
-
-std::vector<Qvo16s> narrow(const std::vector<long long>& values) {
-    std::vector<Qvo16s> out;
-    for (const long long value : values)
-        out.push_back(wrap(value));
-    return out;
-}
-
 TEST(Transform, ForwardOperationsQuantiseCountAndStopAtTheLimit) {
     Random random(64);
     int overflows = 0;
     for (int round = 0; round < 8000; ++round) {
-        const int qp = random.range(0, 51);
-        const bool intra = random.chance(50);
-        const bool transform = random.chance(70);
-        Block in = randomBlock(random);
-        if (random.chance(50)) {
-            for (auto& c : in)
-                c = static_cast<Qvo16s>(c % 256);
-        }
-        Block scan;
-        for (auto& position : scan)
-            position = static_cast<Qvo16s>(random.range(0, 15));
-        const Block given = randomBlock(random);
+        const int qp = random.range(0, 51), chromaQP = qp % 40;
+        const bool intra = random.chance(50), first = random.chance(70);
+        Block in = randomBlock(random), given = randomBlock(random), scan;
+        for (auto& c : in)
+            c = static_cast<Qvo16s>(round % 2 ? c % 256 : c);
+        // Values around the largest that gives the level 2063.
+        const long long edge = std::min(32700LL, (2064LL << (16 + qp / 6)) / multiplier[qp % 6][0]);
+        for (auto& c : given)
+            if (round % 3 == 0 && random.chance(10)) c = wrap(edge + random.range(-2, 2));
+        random.fill(scan, 0, 15);
+        Quantised out;
+        Qvo8s count;
+        Qvo8u last;
+        const auto reset = [&] {
+            out.levels = in;
+            count = 99;
+            last = 99;
+        };
+        const auto expect = [&](const Quantised& expected) {
+            out.count = count;
+            out.last = last;
+            overflows += out.status != qvoStatusOk;
+            return expected == out;
+        };
 
-        Block levels = in;
-        Qvo8s count = 99;
-        Qvo8u last = 99;
-        const auto coefs = stored(linear4x4(in.data(), forwardKernel), 0);
-        Quantised expected = quantise(coefs, narrow(coefs), qp, 15 + qp / 6, intra, false, scan);
-        ASSERT_EQ(expected.status, qvoiTransformQuantResidual_H264_16s_C1I(levels.data(), qp, &count, intra ? 7 : 0,
-                                                                           scan.data(), &last));
-        ASSERT_EQ(expected.levels, std::vector(levels.begin(), levels.end())) << "QP " << qp;
-        ASSERT_EQ(expected.count, count);
-        ASSERT_EQ(expected.last, last);
-        overflows += expected.status != qvoStatusOk;
+        reset();
+        const Block coefs = stored(transform(in, forward));
+        out.status =
+            qvoiTransformQuantResidual_H264_16s_C1I(out.levels.data(), qp, &count, intra ? 7 : 0, scan.data(), &last);
+        ASSERT_TRUE(expect(quantise(coefs, 16, coefs, qp, false, intra, scan))) << "QP " << qp;
 
-        levels = in;
+        reset();
         Block transformed = given;
-        count = 99;
-        last = 99;
-        auto values = transform ? stored(linear4x4(in.data(), hadamardKernel), 1)
-                                : std::vector<long long>(given.begin(), given.end());
-        expected = quantise(values, {in.begin(), in.end()}, qp, 16 + qp / 6, true, true, scan);
-        ASSERT_EQ(expected.status,
-                  qvoiTransformQuantLumaDC_H264_16s_C1I(levels.data(), transformed.data(), qp, &count,
-                                                        transform ? 2 : 0, scan.data(), &last));
-        ASSERT_EQ(expected.levels, std::vector(levels.begin(), levels.end())) << "QP " << qp;
-        ASSERT_EQ(expected.count, count);
-        ASSERT_EQ(expected.last, last);
-        ASSERT_EQ(narrow(values), std::vector(transformed.begin(), transformed.end()));
+        const Block lumaDC = first ? stored(transform(in, hadamard), 1) : given;
+        out.status = qvoiTransformQuantLumaDC_H264_16s_C1I(out.levels.data(), transformed.data(), qp, &count,
+                                                           first ? 2 : 0, scan.data(), &last);
+        ASSERT_TRUE(expect(quantise(lumaDC, 16, in, qp, true, true, scan))) << "QP " << qp;
+        ASSERT_EQ(lumaDC, transformed);
 
-        const int chromaQP = qp % 40;
-        levels = in;
+        reset();
         transformed = given;
-        count = 99;
-        values = {given.begin(), given.begin() + 4};
-        const auto sums = hadamard2x2(in.data());
-        for (unsigned i = 0; i < 4 && transform; ++i)
-            values[i] = wrap(sums[i]);
-        expected = quantise(values, {in.begin(), in.end()}, chromaQP, 16 + chromaQP / 6, intra, true, scan);
-        ASSERT_EQ(expected.status, qvoiTransformQuantChromaDC_H264_16s_C1I(levels.data(), transformed.data(),
-                                                                           chromaQP, &count, intra, transform));
-        ASSERT_EQ(expected.levels, std::vector(levels.begin(), levels.end())) << "QP " << chromaQP;
-        ASSERT_EQ(expected.count, count);
-        ASSERT_TRUE(std::equal(given.begin() + 4, given.end(), transformed.begin() + 4));
+        Block chromaDC = given;
+        for (std::size_t i = 0; i < 4 && first; ++i)
+            chromaDC[i] = wrap(hadamard2x2(in.data())[i]);
+        out.status = qvoiTransformQuantChromaDC_H264_16s_C1I(out.levels.data(), transformed.data(), chromaQP, &count,
+                                                             intra, first);
+        Quantised expected = quantise(chromaDC, 4, in, chromaQP, true, intra, scan);
+        expected.last = 99;
+        ASSERT_TRUE(expect(expected)) << "QP " << chromaQP;
+        ASSERT_EQ(chromaDC, transformed);
     }
     EXPECT_GT(overflows, 100);
 }
 
-TEST(Transform, LevelLimitIsExact) {
-    // (c * 13107 + 10922) >> 16 at QP 0, inter: 12000 gives 2400; 10319 is the largest c that gives 2063.
-    for (const int c : {12000, 10320, 10319}) {
-        Qvo16s levels[4] = {5, 5, 5, 5};
-        Qvo16s transformed[4] = {100, 0, static_cast<Qvo16s>(-c), 100};
-        Qvo8s count = 99;
-        const bool fits = (c * 13107 + 10922) >> 16 <= 2063;
-        EXPECT_EQ(fits, c == 10319);
-        EXPECT_EQ(fits ? qvoStatusOk : qvoStatusLevelOverflow,
-                  qvoiTransformQuantChromaDC_H264_16s_C1I(levels, transformed, 0, &count, 0, 0));
-        EXPECT_EQ(20, levels[0]);
-        EXPECT_EQ(0, levels[1]);
-        EXPECT_EQ(fits ? -2063 : 5, levels[2]);
-        EXPECT_EQ(fits ? 20 : 5, levels[3]);
-        EXPECT_EQ(fits ? -3 : 1, count);
-    }
-}
-
-// What an encoder does with an Intra 16x16 macroblock of one value, and a decoder after it: the whole way of the luma
-// DC at full scale.
-TEST(Transform, FlatMacroblocksSurviveTheWayThroughLumaDC) {
-    Block scan;
-    for (unsigned i = 0; i < 16; ++i)
-        scan[i] = static_cast<Qvo16s>(i);
-    for (const int value : {255, -255, 100, -1}) {
-        for (int qp = 0; qp < 52; ++qp) {
-            Block dc;
-            Block samples;
-            samples.fill(static_cast<Qvo16s>(value));
-            dc.fill(wrap(stored(linear4x4(samples.data(), forwardKernel), 0)[0]));
-            Block transformed;
-            Qvo8s count;
-            Qvo8u last;
-            const QvoStatus status = qvoiTransformQuantLumaDC_H264_16s_C1I(dc.data(), transformed.data(), qp, &count,
-                                                                           1, scan.data(), &last);
-            if (status == qvoStatusLevelOverflow) {
-                ASSERT_LT(qp, 20);
-                continue;
-            }
-            ASSERT_EQ(qvoStatusOk, qvoiTransformDequantLumaDC_H264_16s_C1I(dc.data(), qp));
-            ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidual_H264_16s_C1I(samples.data(), 8, &dc[7], 0, qp));
-            const int stepSize = 10 << (qp / 6);  // generous: sixteenths of the quantiser step
-            ASSERT_NEAR(value, samples[3], 1 + stepSize / 16) << "QP " << qp;
-        }
-    }
-}
-
-TEST(Transform, ResidualsSurviveTheWayThroughQuantisation) {
+// What an encoder does and a decoder after it, within the quantiser's step; for SP slices at its finest.
+TEST(Transform, SamplesSurviveTheWayThroughQuantisation) {
     Random random(65);
-    Block scan{};
-    for (int qp = 0; qp < 52; ++qp) {
-        for (int round = 0; round < 50; ++round) {
-            Block samples;
-            random.fill(samples, -255, 255);
-            Block coded = samples;
-            Qvo8s count;
-            Qvo8u last;
-            const QvoStatus status =
-                qvoiTransformQuantResidual_H264_16s_C1I(coded.data(), qp, &count, 1, scan.data(), &last);
-            if (status == qvoStatusLevelOverflow) continue;
+    const Block scan{};
+    for (int round = 0; round < 52 * 50; ++round) {
+        const int qp = round % 52;
+        const double quantiserStep = v[qp % 6][0] * (1 << (qp / 6)) / 16.0;
+        Qvo8s count;
+        Qvo8u last;
+        Block samples, transformed;
+        random.fill(samples, -255, 255);
+        Block coded = samples;
+        if (qvoiTransformQuantResidual_H264_16s_C1I(coded.data(), qp, &count, 1, scan.data(), &last) == qvoStatusOk) {
             ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidual_H264_16s_C1I(coded.data(), 8, nullptr, 1, qp));
             double error = 0;
-            for (unsigned i = 0; i < 16; ++i)
+            for (std::size_t i = 0; i < 16; ++i)
                 error += std::abs(samples[i] - coded[i]) / 16.0;
-            ASSERT_LE(error, 0.8 + v[qp % 6][0] * (1 << (qp / 6)) / 24.0) << "QP " << qp;
+            ASSERT_LE(error, 0.8 + quantiserStep / 1.5) << "QP " << qp;
         }
+        // A flat Intra 16x16 macroblock, the whole way of the luma DC at full scale.
+        Block dc;
+        dc.fill(wrap(16 * samples[0]));
+        if (qvoiTransformQuantLumaDC_H264_16s_C1I(dc.data(), transformed.data(), qp, &count, 1, scan.data(), &last) ==
+            qvoStatusOk) {
+            qvoiTransformDequantLumaDC_H264_16s_C1I(dc.data(), qp);
+            qvoiDequantTransformResidual_H264_16s_C1I(coded.data(), 8, &dc[7], 0, qp);
+            ASSERT_NEAR(samples[0], coded[3], 1 + quantiserStep) << "QP " << qp;
+        } else {
+            ASSERT_LT(qp, 20);
+        }
+        Qvo8u prediction[16];
+        for (std::size_t i = 0; i < 16; ++i)
+            prediction[i] = static_cast<Qvo8u>(samples[i] & 255);
+        Block sp{};
+        qvoiTransformPrediction_H264_8u16s_C1(prediction, 4, transformed.data());
+        qvoiDequantTransformResidual_SISP_H264_16s_C1I(sp.data(), transformed.data(), nullptr, 1, 0, 0, 0);
+        for (std::size_t i = 0; i < 16; ++i)
+            ASSERT_NEAR(prediction[i], sp[i], 2);
     }
 }
 
-// ---- SP and SI ----
-
-TEST(Transform, PredictionIsTransformedAsASource) {
-    Random random(66);
-    for (int step : {4, 5, 16, 0, -7}) {
-        Guarded<Qvo8u> source(64);
-        random.fill(source, 0, 255);
-        const Qvo8u* const p = step == 16 ? source.end() - 52 : source.data() + 24;
-        Block samples;
-        for (int i = 0; i < 16; ++i)
-            samples[static_cast<unsigned>(i)] = p[i / 4 * step + i % 4];
-        Block out;
-        ASSERT_EQ(qvoStatusOk, qvoiTransformPrediction_H264_8u16s_C1(p, step, out.data()));
-        const auto expected = stored(linear4x4(samples.data(), forwardKernel), 0);
-        ASSERT_EQ(narrow(expected), std::vector(out.begin(), out.end()));
-    }
-}
-
-long long requantised(long long s, long long m, int qbits, int dequant) {
-    const long long level = (std::llabs(s) * m + (1LL << (qbits - 1))) >> qbits;
-    return wrap((s < 0 ? -level : level) * dequant);
+long long requantised(long long s, int kind, int qs, int qbits) {
+    const long long level = (std::llabs(s) * multiplier[qs % 6][kind] + (1LL << (qbits - 1))) >> qbits;
+    return wrap((s < 0 ? -level : level) * (v[qs % 6][kind] << (qs / 6)));
 }
 
 TEST(Transform, SPReconstructionFollowsItsDefinition) {
     Random random(67);
     for (int round = 0; round < 5000; ++round) {
-        const int qp = random.range(0, 51);
-        const int qs = random.range(0, 51);
-        const bool switching = random.chance(50);
-        const bool ac = random.chance(70);
+        const int qp = random.range(0, 51), qs = random.range(0, 51);
+        const bool switching = random.chance(50), ac = random.chance(70);
         const int q = switching ? qs : qp;
-        Block levels;
-        Block prediction;
+        Guarded<Qvo8u> source(64);
+        random.fill(source, 0, 255);
+        const int step = random.range(-7, 16);
+        const Qvo8u* const pSource = step < 0 ? source.end() - 4 : source.end() - 4 - 3 * step;
+        Block levels, samples, prediction, coefs;
+        for (std::size_t i = 0; i < 16; ++i)
+            samples[i] = pSource[static_cast<int>(i) / 4 * step + static_cast<int>(i) % 4];
+        ASSERT_EQ(qvoStatusOk, qvoiTransformPrediction_H264_8u16s_C1(pSource, step, prediction.data()));
+        ASSERT_EQ(stored(transform(samples, forward)), prediction);
+
         random.fill(levels, -40, 40);
-        random.fill(prediction, -9180, 9180);
         const Qvo16s dc = static_cast<Qvo16s>(random.range(-16320, 16320));
         const Qvo16s* const pDC = random.chance(40) ? &dc : nullptr;
-
-        Block coefs;
-        for (int i = 0; i < 16; ++i) {
-            const unsigned u = static_cast<unsigned>(i);
+        for (std::size_t i = 0; i < 16; ++i) {
             const int kind = positionClass[i];
-            const long long level = i == 0 || ac ? levels[u] : 0;
-            const long long s = prediction[u] + ((level * factor(q, i) * weight[kind]) >> 6);
-            coefs[u] = wrap(requantised(s, multiplier[qs % 6][kind], 15 + qs / 6, factor(qs, i)));
+            const long long level = i == 0 || ac ? levels[i] : 0;
+            const long long s = prediction[i] + ((level * factor(q, i) * weight[kind]) >> 6);
+            coefs[i] = wrap(requantised(s, kind, qs, 15 + qs / 6));
         }
         if (pDC) coefs[0] = dc;
-        Block expected = inverse4x4(coefs);
+        Block expected = stored(transform(coefs, inverse), 6, 32);
         for (auto& sample : expected)
             sample = static_cast<Qvo16s>(std::clamp<int>(sample, 0, 255));
         Block out = levels;
@@ -406,93 +304,48 @@ TEST(Transform, SPReconstructionFollowsItsDefinition) {
                                                                               qp, qs, switching));
         ASSERT_EQ(expected, out);
 
-        Qvo16s chroma[4] = {levels[0], levels[1], levels[2], levels[3]};
-        const auto predicted = hadamard2x2(prediction.data());
         Qvo16s dcs[4];
-        for (unsigned i = 0; i < 4; ++i) {
-            const long long s = predicted[i] + ((chroma[i] * factor(q, 0)) >> 5);
-            dcs[i] = wrap(requantised(s, multiplier[qs % 6][0], 16 + qs / 6, factor(qs, 0)));
+        for (std::size_t i = 0; i < 4; ++i) {
+            const long long s = hadamard2x2(prediction.data())[i] + ((levels[i] * factor(q, 0)) >> 5);
+            dcs[i] = wrap(requantised(s, 0, qs, 16 + qs / 6));
         }
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(chroma, prediction.data(), qp, qs, switching));
-        for (unsigned i = 0; i < 4; ++i)
-            ASSERT_EQ(wrap(hadamard2x2(dcs)[i] >> 1), chroma[i]);
-    }
-}
-
-TEST(Transform, FineSPQuantisationGivesThePredictionBack) {
-    Random random(68);
-    for (int round = 0; round < 200; ++round) {
-        Qvo8u samples[16];
-        random.fill(samples, 0, 255);
-        Block prediction;
-        Block out{};
-        qvoiTransformPrediction_H264_8u16s_C1(samples, 4, prediction.data());
-        qvoiDequantTransformResidual_SISP_H264_16s_C1I(out.data(), prediction.data(), nullptr, 1, 0, 0, 0);
-        for (unsigned i = 0; i < 16; ++i)
-            ASSERT_NEAR(samples[i], out[i], 2);
+        ASSERT_EQ(qvoStatusOk, qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(levels.data(), prediction.data(), qp,
+                                                                              qs, switching));
+        for (std::size_t i = 0; i < 4; ++i)
+            ASSERT_EQ(wrap(hadamard2x2(dcs)[i] >> 1), levels[i]);
     }
 }
 
 TEST(Transform, ChecksItsArgumentsInOrder) {
-    Block block;
-    block.fill(77);
-    const Block before = block;
-    Qvo16s* const b = block.data();
-    Qvo8u samples[16] = {1, 2, 3};
-    const std::vector<Qvo8u> samplesBefore(samples, samples + 16);
-    Qvo8s count = 99;
-    Qvo8u last = 99;
-    const auto expect = [&](QvoStatus expected, QvoStatus status, int line) {
-        EXPECT_EQ(expected, status) << "line " << line;
-        EXPECT_EQ(before, block) << "line " << line;
-        EXPECT_EQ(samplesBefore, std::vector<Qvo8u>(samples, samples + 16)) << "line " << line;
-        EXPECT_TRUE(count == 99 && last == 99) << "line " << line;
+    struct Memory {
+        Block block{}, other{};
+        std::array<Qvo8u, 16> samples{};
+        Qvo8s count = 99;
+        Qvo8u last = 99;
+        bool operator==(const Memory&) const = default;
+    } m;
+    Qvo16s *const b = m.block.data(), *const o = m.other.data();
+    const Fault null{qvoStatusNullPtr, {0}}, nulls{qvoStatusNullPtr, {0, 1}};
+    const auto range = [](std::size_t argument, int beyond) {
+        return Fault{qvoStatusOutOfRange, {argument}, {-1, beyond}};
     };
-    for (const int qp : {-1, 52}) {
-        expect(qvoStatusNullPtr, qvoiTransformDequantLumaDC_H264_16s_C1I(nullptr, qp), __LINE__);
-        expect(qvoStatusOutOfRange, qvoiTransformDequantLumaDC_H264_16s_C1I(b, qp), __LINE__);
-        expect(qvoStatusNullPtr, qvoiTransformDequantChromaDC_H264_16s_C1I(nullptr, qp), __LINE__);
-        expect(qvoStatusOutOfRange, qvoiTransformDequantChromaDC_H264_16s_C1I(b, qp), __LINE__);
-        expect(qvoStatusNullPtr, qvoiDequantTransformResidual_H264_16s_C1I(nullptr, 6, b, 1, qp), __LINE__);
-        expect(qvoStatusOutOfRange, qvoiDequantTransformResidual_H264_16s_C1I(b, 6, b, 1, qp), __LINE__);
-        const auto add = qvoiDequantTransformResidualAndAdd_H264_16s_C1I;
-        expect(qvoStatusNullPtr, add(nullptr, b, b, samples, 4, 4, qp, 1), __LINE__);
-        expect(qvoStatusNullPtr, add(samples, b, b, nullptr, 4, 4, qp, 1), __LINE__);
-        expect(qvoStatusOutOfRange, add(samples, b, b, samples, 4, 4, qp, 1), __LINE__);
-        expect(qvoStatusOutOfRange, add(samples, nullptr, nullptr, samples, 4, 4, qp, 0), __LINE__);
-        const auto residual = qvoiTransformQuantResidual_H264_16s_C1I;
-        expect(qvoStatusNullPtr, residual(nullptr, qp, &count, 1, b, &last), __LINE__);
-        expect(qvoStatusNullPtr, residual(b, qp, nullptr, 1, b, &last), __LINE__);
-        expect(qvoStatusNullPtr, residual(b, qp, &count, 1, nullptr, &last), __LINE__);
-        expect(qvoStatusNullPtr, residual(b, qp, &count, 1, b, nullptr), __LINE__);
-        expect(qvoStatusOutOfRange, residual(b, qp, &count, 1, b, &last), __LINE__);
-        const auto luma = qvoiTransformQuantLumaDC_H264_16s_C1I;
-        expect(qvoStatusNullPtr, luma(nullptr, b, qp, &count, 1, b, &last), __LINE__);
-        expect(qvoStatusNullPtr, luma(b, nullptr, qp, &count, 1, b, &last), __LINE__);
-        expect(qvoStatusNullPtr, luma(b, b, qp, nullptr, 1, b, &last), __LINE__);
-        expect(qvoStatusNullPtr, luma(b, b, qp, &count, 1, nullptr, &last), __LINE__);
-        expect(qvoStatusNullPtr, luma(b, b, qp, &count, 1, b, nullptr), __LINE__);
-        expect(qvoStatusOutOfRange, luma(b, b, qp, &count, 1, b, &last), __LINE__);
-    }
-    for (const int qp : {-1, 40}) {
-        const auto chroma = qvoiTransformQuantChromaDC_H264_16s_C1I;
-        expect(qvoStatusNullPtr, chroma(nullptr, b, qp, &count, 1, 1), __LINE__);
-        expect(qvoStatusNullPtr, chroma(b, nullptr, qp, &count, 1, 1), __LINE__);
-        expect(qvoStatusNullPtr, chroma(b, b, qp, nullptr, 1, 1), __LINE__);
-        expect(qvoStatusOutOfRange, chroma(b, b, qp, &count, 1, 1), __LINE__);
-    }
-    expect(qvoStatusStep, qvoiDequantTransformResidual_H264_16s_C1I(b, 7, nullptr, 1, 0), __LINE__);
-    const auto add = qvoiDequantTransformResidualAndAdd_H264_16s_C1I;
-    expect(qvoStatusNullPtr, add(samples, nullptr, b, samples, 4, 4, 0, 1), __LINE__);
-    expect(qvoStatusNullPtr, add(samples, nullptr, nullptr, samples, 4, 4, 0, 0), __LINE__);
-    expect(qvoStatusNullPtr, qvoiTransformPrediction_H264_8u16s_C1(nullptr, 4, b), __LINE__);
-    expect(qvoStatusNullPtr, qvoiTransformPrediction_H264_8u16s_C1(samples, 4, nullptr), __LINE__);
-    const auto sp = qvoiDequantTransformResidual_SISP_H264_16s_C1I;
-    expect(qvoStatusNullPtr, sp(nullptr, b, nullptr, 1, 99, 99, 0), __LINE__);
-    expect(qvoStatusNullPtr, sp(b, nullptr, nullptr, 1, 99, 99, 0), __LINE__);
-    expect(qvoStatusNullPtr, qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(nullptr, b, 99, 99, 0), __LINE__);
-    expect(qvoStatusNullPtr, qvoiTransformDequantChromaDC_SISP_H264_16s_C1I(b, nullptr, 99, 99, 0), __LINE__);
+    expectStatuses(m, qvoiTransformDequantLumaDC_H264_16s_C1I, {b, 0}, {null, range(1, 52)});
+    expectStatuses(m, qvoiTransformDequantChromaDC_H264_16s_C1I, {b, 0}, {null, range(1, 52)});
+    expectStatuses(m, qvoiDequantTransformResidual_H264_16s_C1I, {b, 8, nullptr, 1, 0},
+                   {null, range(4, 52), {qvoStatusStep, {1}, {7, -8}}});
+    for (const Qvo32u ac : {0u, 1u})  // the last pointer may be null only if there is a DC and nothing else
+        expectStatuses(m, qvoiDequantTransformResidualAndAdd_H264_16s_C1I,
+                       {m.samples.data(), b, ac ? o : nullptr, m.samples.data(), 4, 4, 0, ac},
+                       {{qvoStatusNullPtr, {0, 3}}, range(6, 52), {qvoStatusNullPtr, {1}}});
+    expectStatuses(m, qvoiTransformQuantResidual_H264_16s_C1I, {b, 0, &m.count, 1, o, &m.last},
+                   {{qvoStatusNullPtr, {0, 2, 4, 5}}, range(1, 52)});
+    expectStatuses(m, qvoiTransformQuantLumaDC_H264_16s_C1I, {b, o, 0, &m.count, 1, o, &m.last},
+                   {{qvoStatusNullPtr, {0, 1, 3, 5, 6}}, range(2, 52)});
+    expectStatuses(m, qvoiTransformQuantChromaDC_H264_16s_C1I, {b, o, 0, &m.count, 1, 1},
+                   {{qvoStatusNullPtr, {0, 1, 3}}, range(2, 40)});
+    expectStatuses(m, qvoiTransformPrediction_H264_8u16s_C1, {m.samples.data(), 4, b}, {{qvoStatusNullPtr, {0, 2}}});
+    expectStatuses(m, qvoiDequantTransformResidual_SISP_H264_16s_C1I, {b, o, nullptr, 1, 0, 0, 0}, {nulls});
+    expectStatuses(m, qvoiTransformDequantChromaDC_SISP_H264_16s_C1I, {b, o, 0, 0, 0}, {nulls});
 }
 
 }  // namespace
