@@ -51,6 +51,12 @@ class BitReader {
         const int magnitude = static_cast<int>((code >> 1) + (code & 1));
         return code & 1 ? magnitude : -magnitude;
     }
+    // se(v) within -limit..limit.
+    int seUpTo(int limit) {
+        const int value = se();
+        if (value < -limit || value > limit) throw Damage{};
+        return value;
+    }
     int te(int last) { return last == 1 ? static_cast<int>(!flag()) : ueUpTo(last); }
     // ue(v) that must not exceed `last`.
     int ueUpTo(int last) {

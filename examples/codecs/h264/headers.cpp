@@ -112,6 +112,9 @@ void readUsability(BitReader& bits, SequenceParameters& sequence) {
     }
 }
 
+// Differences of frame_num are the largest.
+constexpr int largestCommandValue = 0xFFFF;
+
 void readListCommands(BitReader& bits, std::vector<Command>& commands) {
     commands.clear();
     if (!bits.flag()) return;
@@ -119,7 +122,7 @@ void readListCommands(BitReader& bits, std::vector<Command>& commands) {
         const int operation = bits.ueUpTo(3);
         if (operation == 3) return;
         if (commands.size() > maxReferences) throw Damage{};
-        commands.push_back({operation, static_cast<int>(bits.ue()), 0});
+        commands.push_back({operation, bits.ueUpTo(largestCommandValue), 0});
     }
 }
 
@@ -128,9 +131,8 @@ void readWeights(BitReader& bits, SliceHeader& slice) {
     slice.weightShifts[1] = slice.weightShifts[2] = bits.ueUpTo(7);
     const std::size_t lists = slice.type == SliceType::b ? 2 : 1;
     const auto readWeight = [&](Weight& weight) {
-        weight.factor = bits.se();
-        weight.offset = bits.se();
-        if (std::abs(weight.factor) > 128 || std::abs(weight.offset) > 128) throw Damage{};
+        weight.factor = bits.seUpTo(128);
+        weight.offset = bits.seUpTo(128);
     };
     for (std::size_t list = 0; list < lists; ++list) {
         for (int i = 0; i < slice.referenceCounts[list]; ++i) {
@@ -160,8 +162,8 @@ void readMarking(BitReader& bits, SliceHeader& slice) {
         command.operation = bits.ueUpTo(6);
         if (command.operation == 0) return;
         if (slice.markingCommands.size() > most) throw Damage{};
-        if (command.operation != 5) command.value = static_cast<int>(bits.ue());
-        if (command.operation == 3) command.second = static_cast<int>(bits.ue());
+        if (command.operation != 5) command.value = bits.ueUpTo(largestCommandValue);
+        if (command.operation == 3) command.second = bits.ueUpTo(largestCommandValue);
         slice.markingCommands.push_back(command);
     }
 }
@@ -272,9 +274,9 @@ PictureParameters readPictureParameters(BitReader bits) {
     picture.weightedPrediction = bits.flag();
     picture.weightedBiprediction = bits.getInt(2);
     if (picture.weightedBiprediction == 3) throw Damage{};
-    picture.initialQp = 26 + bits.se();
+    picture.initialQp = 26 + bits.seUpTo(26);
     bits.se();  // for SP and SI slices
-    picture.chromaQpOffsets[0] = picture.chromaQpOffsets[1] = bits.se();
+    picture.chromaQpOffsets[0] = picture.chromaQpOffsets[1] = bits.seUpTo(12);
     picture.deblockingControl = bits.flag();
     picture.constrainedIntra = bits.flag();
     picture.redundantPictures = bits.flag();
@@ -282,10 +284,8 @@ PictureParameters readPictureParameters(BitReader bits) {
     if (bits.hasMore()) {
         if (bits.flag()) picture.refused = "the 8x8 transform is not supported";
         if (bits.flag()) picture.refused = "scaling matrices are not supported";
-        if (picture.refused.empty()) picture.chromaQpOffsets[1] = bits.se();
+        if (picture.refused.empty()) picture.chromaQpOffsets[1] = bits.seUpTo(12);
     }
-    for (const int offset : picture.chromaQpOffsets)
-        if (offset < -12 || offset > 12) throw Damage{};
     return picture;
 }
 
@@ -328,14 +328,13 @@ void readSliceHeader(BitReader& bits, int nalType, int nalReference, const Seque
         if (slice.hasWeights) readWeights(bits, slice);
     }
     if (nalReference != 0) readMarking(bits, slice);
-    slice.qp = picture.initialQp + bits.se();
+    slice.qp = picture.initialQp + bits.seUpTo(51);
     if (slice.qp < 0 || slice.qp > 51) throw Damage{};
     if (picture.deblockingControl) {
         slice.deblocking = bits.ueUpTo(2);
         if (slice.deblocking != 1) {
-            slice.alphaOffset = 2 * bits.se();
-            slice.betaOffset = 2 * bits.se();
-            if (std::abs(slice.alphaOffset) > 12 || std::abs(slice.betaOffset) > 12) throw Damage{};
+            slice.alphaOffset = 2 * bits.seUpTo(6);
+            slice.betaOffset = 2 * bits.seUpTo(6);
         }
     }
     if (bits.pastEnd()) throw Damage{};

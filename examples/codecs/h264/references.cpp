@@ -18,6 +18,10 @@ int wrappedSum(int a, int b) {
     return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
+int wrappedDifference(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
+}
+
 }  // namespace
 
 // ---- picture order count ----------------------------------------------------------------------------------------
@@ -27,17 +31,18 @@ int OrderCounter::next(const SequenceParameters& sequence, const SliceHeader& sl
     if (sequence.orderType == 0) return type0(sequence, slice);
     advance(sequence, slice);
     if (sequence.orderType == 1) return type1(sequence, slice);
-    const int order = 2 * wrappedSum(frameNumOffset_, slice.frameNum);
-    topOrder_ = slice.nalReference == 0 ? order - 1 : order;
+    const int absolute = wrappedSum(frameNumOffset_, slice.frameNum);
+    topOrder_ = wrappedSum(wrappedSum(absolute, absolute), slice.nalReference == 0 ? -1 : 0);
     return topOrder_;
 }
 
 int OrderCounter::type0(const SequenceParameters& sequence, const SliceHeader& slice) {
     const int range = 1 << sequence.orderLsbBits;
+    const std::int64_t ahead = std::int64_t{slice.orderLsb} - previousLsb_;
     msb_ = previousMsb_;
-    if (slice.orderLsb < previousLsb_ && previousLsb_ - slice.orderLsb >= range / 2) {
+    if (ahead <= -range / 2) {
         msb_ = wrappedSum(msb_, range);
-    } else if (slice.orderLsb > previousLsb_ && slice.orderLsb - previousLsb_ > range / 2) {
+    } else if (ahead > range / 2) {
         msb_ = wrappedSum(msb_, -range);
     }
     topOrder_ = wrappedSum(msb_, slice.orderLsb);
@@ -73,7 +78,7 @@ int OrderCounter::type1(const SequenceParameters& sequence, const SliceHeader& s
 void OrderCounter::completed(const SliceHeader& slice, int order, bool resetAll) {
     if (resetAll) {
         previousMsb_ = 0;
-        previousLsb_ = wrappedSum(topOrder_, -order);
+        previousLsb_ = wrappedDifference(topOrder_, order);
         previousFrameNum_ = 0;
         frameNumOffset_ = 0;
     } else if (slice.nalReference != 0) {

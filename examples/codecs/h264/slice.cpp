@@ -368,9 +368,10 @@ void SliceDecoder::readReferences(std::size_t list, const Partition* partitions,
 }
 
 void SliceDecoder::readVector(std::size_t list, const Partition& partition) {
+    constexpr int longestDifference = 1 << 14;  // in quarter samples, twice what level limits allow
     Vector vector = motion_.predict(list, partition);
-    vector.x = static_cast<Qvo16s>(vector.x + bits_.se());
-    vector.y = static_cast<Qvo16s>(vector.y + bits_.se());
+    vector.x = static_cast<Qvo16s>(vector.x + bits_.seUpTo(longestDifference));
+    vector.y = static_cast<Qvo16s>(vector.y + bits_.seUpTo(longestDifference));
     motion_.setVector(list, partition, vector);
 }
 
@@ -489,8 +490,7 @@ int SliceDecoder::readCodedBlockPattern(bool intra) {
 }
 
 void SliceDecoder::readQpDelta() {
-    const int delta = bits_.se();
-    if (delta < -26 || delta > 25) throw Damage{};
+    const int delta = bits_.seUpTo(26);
     qp_ = (qp_ + delta + 52) % 52;
 }
 
