@@ -1,6 +1,8 @@
 #include "mpeg2/headers.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <numeric>
 
 namespace codecs::mpeg2 {
@@ -106,7 +108,9 @@ SequenceHeader readSequenceHeader(BitReader& bits, Matrices& matrices) {
     sequence.aspect = bits.getInt(4);
     sequence.frameRate = bits.getInt(4);
     sequence.bitRate = bits.getInt(18);
-    bits.skip(1 + 10 + 1);  // marker, vbv_buffer_size, constrained_parameters_flag
+    bits.skip(1);
+    sequence.bufferSize = bits.getInt(10);
+    bits.skip(1);  // constrained_parameters_flag
     Matrices loaded;
     if (bits.flag()) readMatrix(bits, loaded.intra);
     if (bits.flag()) readMatrix(bits, loaded.nonIntra);
@@ -122,7 +126,8 @@ void readSequenceExtension(BitReader& bits, SequenceHeader& sequence) {
     const int widthExtension = bits.getInt(2);
     const int heightExtension = bits.getInt(2);
     const int bitRateExtension = bits.getInt(12);
-    bits.skip(1 + 8);  // marker, vbv_buffer_size_extension
+    bits.skip(1);
+    const int bufferSizeExtension = bits.getInt(8);
     const bool lowDelay = bits.flag();
     const int rateN = bits.getInt(2);
     const int rateD = bits.getInt(5);
@@ -137,6 +142,7 @@ void readSequenceExtension(BitReader& bits, SequenceHeader& sequence) {
     sequence.width += widthExtension << 12;
     sequence.height += heightExtension << 12;
     sequence.bitRate += static_cast<long>(bitRateExtension) << 18;
+    sequence.bufferSize += bufferSizeExtension << 10;
     sequence.lowDelay = lowDelay;
     sequence.frameRateExtensionN = rateN;
     sequence.frameRateExtensionD = rateD;
@@ -219,6 +225,40 @@ void refuseScalability(BitReader& bits) {
             throw UnsupportedStream("MPEG-2 video with SNR scalability is not supported");
         default:
             throw UnsupportedStream("MPEG-2 video with temporal scalability is not supported");
+    }
+}
+
+bool setFrameRate(SequenceHeader& sequence, int numerator, int denominator) {
+    for (int d = 0; d < 32; ++d) {
+        for (int n = 0; n < 4; ++n) {
+            for (std::size_t code = 1; code < frameRates.size(); ++code) {
+                const Ratio base = frameRates[code];
+                if (std::int64_t{base.numerator} * (n + 1) * denominator !=
+                    std::int64_t{base.denominator} * (d + 1) * numerator)
+                    continue;
+                sequence.frameRate = static_cast<int>(code);
+                sequence.frameRateExtensionN = n;
+                sequence.frameRateExtensionD = d;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void setSampleAspect(SequenceHeader& sequence, int numerator, int denominator) {
+    sequence.aspect = 1;
+    if (numerator <= 0 || denominator <= 0 || numerator == denominator) return;
+    const auto distance = [](double a, double b) { return std::abs(std::log(a / b)); };
+    const double aspect = static_cast<double>(numerator) / denominator;
+    const double shape = static_cast<double>(sequence.width) / sequence.height;
+    double nearest = distance(aspect, 1);
+    for (std::size_t i = 0; i < displayAspects.size(); ++i) {
+        const double display = static_cast<double>(displayAspects[i].numerator) / displayAspects[i].denominator;
+        const double difference = distance(aspect, display / shape);
+        if (difference >= nearest) continue;
+        nearest = difference;
+        sequence.aspect = static_cast<int>(i) + 2;
     }
 }
 

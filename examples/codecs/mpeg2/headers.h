@@ -30,7 +30,8 @@ struct SequenceHeader {
     int frameRateExtensionD = 0;
     int displayWidth = 0;  // of the sequence display extension, 0 without one
     int displayHeight = 0;
-    long bitRate = 0;  // in units of 400 bits per second
+    long bitRate = 0;    // in units of 400 bits per second
+    int bufferSize = 0;  // vbv_buffer_size, in units of 16384 bits
     int profileAndLevel = 0;
     bool progressive = true;
     bool lowDelay = false;
@@ -99,6 +100,11 @@ void readPictureCodingExtension(BitReader& bits, PictureHeader& picture);
 
 // Throws UnsupportedStream with a scalability tool's name.
 [[noreturn]] void refuseScalability(BitReader& bits);
+
+// The header's codes for a picture rate and for the aspect of one sample (0:0 where unknown), of which the nearest that
+// MPEG-2 has is taken. False where there is no such picture rate.
+bool setFrameRate(SequenceHeader& sequence, int numerator, int denominator);
+void setSampleAspect(SequenceHeader& sequence, int numerator, int denominator);
 
 // What the sequence says of itself, in general terms.
 StreamInfo describe(const SequenceHeader& sequence);

@@ -24,30 +24,13 @@ constexpr BlockSize luma8 = {16, 8, qvoiMC16x8_8u_C1, qvoiMC16x8B_8u_C1, nullptr
 constexpr BlockSize chroma8 = {8, 8, qvoiMC8x8_8u_C1, qvoiMC8x8B_8u_C1, qvoiCopyBlock_8x8_8u};
 constexpr BlockSize chroma4 = {8, 4, qvoiMC8x4_8u_C1, qvoiMC8x4B_8u_C1, nullptr};
 
-struct Reference {
-    const Qvo8u* samples;
-    Qvo32s step;
-    Qvo32s mcType;
-};
-
-Reference locate(const Source& source, std::size_t plane, const BlockSize& size, Qvo32s x, Qvo32s y) {
-    const View& view = *source.view;
-    const Qvo32s divisor = plane == 0 ? 1 : 2;
-    // Chrominance vectors are halved toward zero (13818-2, 7.6.3.7).
-    const Qvo32s halfX = std::clamp(2 * x + source.vector.x / divisor, 0, 2 * (view.width / divisor - size.width));
-    const Qvo32s halfY = std::clamp(2 * y + source.vector.y / divisor, 0, 2 * (view.height / divisor - size.height));
-    const Qvo32s step = view.steps[plane];
-    return {view.planes[plane] + std::ptrdiff_t{halfY >> 1} * step + (halfX >> 1), step,
-            (halfX & 1) << 3 | (halfY & 1) << 2};
-}
-
 Qvo8u* locate(const View& target, std::size_t plane, Qvo32s x, Qvo32s y) {
     return target.planes[plane] + std::ptrdiff_t{y} * target.steps[plane] + x;
 }
 
 void predictPlane(const View& target, std::size_t plane, const BlockSize& size, Qvo32s x, Qvo32s y,
                   const Source& source, const Residual& residual) {
-    const Reference reference = locate(source, plane, size, x, y);
+    const Reference reference = locate(source, plane, size.width, size.height, x, y);
     Qvo8u* const out = locate(target, plane, x, y);
     if (size.copy && reference.mcType == 0 && residual.isNone(plane)) {
         size.copy(reference.samples, reference.step, out, target.steps[plane]);
@@ -59,13 +42,24 @@ void predictPlane(const View& target, std::size_t plane, const BlockSize& size, 
 
 void predictPlane(const View& target, std::size_t plane, const BlockSize& size, Qvo32s x, Qvo32s y,
                   const Source& first, const Source& second, const Residual& residual) {
-    const Reference a = locate(first, plane, size, x, y);
-    const Reference b = locate(second, plane, size, x, y);
+    const Reference a = locate(first, plane, size.width, size.height, x, y);
+    const Reference b = locate(second, plane, size.width, size.height, x, y);
     size.bidirectional(a.samples, a.step, a.mcType, b.samples, b.step, b.mcType, residual.planes[plane],
                        residual.steps[plane], locate(target, plane, x, y), target.steps[plane], roundHalvesUp);
 }
 
 }  // namespace
+
+Reference locate(const Source& source, std::size_t plane, int width, int height, int x, int y) {
+    const View& view = *source.view;
+    const Qvo32s divisor = plane == 0 ? 1 : 2;
+    // Chrominance vectors are halved toward zero (13818-2, 7.6.3.7).
+    const Qvo32s halfX = std::clamp(2 * x + source.vector.x / divisor, 0, 2 * (view.width / divisor - width));
+    const Qvo32s halfY = std::clamp(2 * y + source.vector.y / divisor, 0, 2 * (view.height / divisor - height));
+    const Qvo32s step = view.steps[plane];
+    return {view.planes[plane] + std::ptrdiff_t{halfY >> 1} * step + (halfX >> 1), step,
+            (halfX & 1) << 3 | (halfY & 1) << 2};
+}
 
 Residual Residual::none() {
     return {{zeroRow, zeroRow, zeroRow}, {0, 0, 0}};

@@ -14,6 +14,8 @@ namespace codecs::mpeg2 {
 struct Vector {
     Qvo32s x = 0;
     Qvo32s y = 0;
+
+    bool operator==(const Vector&) const = default;
 };
 
 // One reference of a prediction.
@@ -21,6 +23,17 @@ struct Source {
     const View* view;
     Vector vector;
 };
+
+// The same for one block, as the library takes it.
+struct Reference {
+    const Qvo8u* samples;
+    Qvo32s step;
+    Qvo32s mcType;
+};
+
+// What predicts the block of width x height samples at (x, y) of a plane. Vectors that point outside the reference,
+// which the standards forbid, are moved back to its edge.
+Reference locate(const Source& source, std::size_t plane, int width, int height, int x, int y);
 
 // A residual, plane by plane. The step is in bytes; a plane without residual is one row of zeros with step 0.
 struct Residual {
@@ -38,8 +51,7 @@ struct Residual {
 };
 
 // Writes the prediction plus the residual to the 16 x height luminance samples (height 16 or 8) at (x, y) of the
-// target and to the chrominance samples that belong to them. Vectors that point outside the reference, which the
-// standards forbid, are moved back to its edge.
+// target and to the chrominance samples that belong to them.
 void predict(const View& target, int x, int y, int height, const Source& source, const Residual& residual);
 
 // The same from two references, averaged.

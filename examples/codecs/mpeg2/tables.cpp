@@ -176,16 +176,14 @@ class CodeList {
     std::vector<std::vector<std::vector<Qvo32s>>> byLength_;
 };
 
-VlcTable buildPlain(std::span<const Code> codes, std::initializer_list<Qvo32s> widths) {
+std::vector<Qvo32s> plainList(std::span<const Code> codes, std::initializer_list<Qvo32s> widths) {
     CodeList list(widths);
     for (const Code& code : codes)
         list.add(code.bits.size(), {number(code.bits), code.value});
-    QvoVlcTable* table = nullptr;
-    if (qvoiVCHuffmanInitAlloc_32s(list.finish().data(), &table) != qvoStatusOk) throw std::bad_alloc();
-    return VlcTable(table);
+    return list.finish();
 }
 
-VlcTable buildRunLevel(std::span<const RunLevelCode> own) {
+std::vector<Qvo32s> runLevelList(std::span<const RunLevelCode> own) {
     // Eleven bits hold every code up to ten bits with its sign, so that few codes need the second level.
     CodeList list({11, 6});
     for (const auto codes : {own, std::span<const RunLevelCode>(commonCoefficientCodes)}) {
@@ -199,19 +197,53 @@ VlcTable buildRunLevel(std::span<const RunLevelCode> own) {
             }
         }
     }
+    return list.finish();
+}
+
+VlcTable buildPlain(std::span<const Code> codes, std::initializer_list<Qvo32s> widths) {
     QvoVlcTable* table = nullptr;
-    if (qvoiVCHuffmanInitAllocRL_32s(list.finish().data(), &table) != qvoStatusOk) throw std::bad_alloc();
+    if (qvoiVCHuffmanInitAlloc_32s(plainList(codes, widths).data(), &table) != qvoStatusOk) throw std::bad_alloc();
     return VlcTable(table);
 }
 
-// In raster order.
-constexpr std::array<Scan, 2> scans = {
-    Scan{0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-         41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-         30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63},
-    Scan{0,  8,  16, 24, 1,  9,  2,  10, 17, 25, 32, 40, 48, 56, 57, 49, 41, 33, 26, 18, 3,  11,
-         4,  12, 19, 27, 34, 42, 50, 58, 35, 43, 51, 59, 20, 28, 5,  13, 6,  14, 21, 29, 36, 44,
-         52, 60, 37, 45, 53, 61, 22, 30, 7,  15, 23, 31, 38, 46, 54, 62, 39, 47, 55, 63}};
+VlcTable buildRunLevel(std::span<const RunLevelCode> own) {
+    QvoVlcTable* table = nullptr;
+    if (qvoiVCHuffmanInitAllocRL_32s(runLevelList(own).data(), &table) != qvoStatusOk) throw std::bad_alloc();
+    return VlcTable(table);
+}
+
+EncodeTable buildEncodeTable(std::span<const RunLevelCode> own) {
+    QvoRLEncodeTable* table = nullptr;
+    if (qvoiCreateRLEncodeTable(runLevelList(own).data(), &table) != qvoStatusOk) throw std::bad_alloc();
+    return EncodeTable(table);
+}
+
+// The codes by value, the lowest value first.
+template <std::size_t N>
+std::array<CodeBits, N> byValue(std::span<const Code> codes, Qvo32s lowest = 0) {
+    std::array<CodeBits, N> result;
+    for (const Code& code : codes)
+        result[static_cast<std::size_t>(code.value - lowest)] = {number(code.bits),
+                                                                 static_cast<Qvo32u>(code.bits.size())};
+    return result;
+}
+
+CoefficientLengths coefficientLengths(std::span<const RunLevelCode> own) {
+    constexpr std::uint8_t escapeLength = 6 + 6 + 12;
+    CoefficientLengths lengths{};
+    for (auto& levels : lengths.byRunAndLevel)
+        levels.fill(escapeLength);
+    for (const auto codes : {own, std::span<const RunLevelCode>(commonCoefficientCodes)}) {
+        for (const RunLevelCode& code : codes) {
+            const auto length = static_cast<std::uint8_t>(code.bits.size());
+            if (code.run == runEndOfBlock) lengths.endOfBlock = length;
+            if (code.level == 0) continue;
+            lengths.byRunAndLevel[static_cast<std::size_t>(code.run)][static_cast<std::size_t>(code.level)] =
+                static_cast<std::uint8_t>(length + 1);
+        }
+    }
+    return lengths;
+}
 
 constexpr Scan transpose(const Scan& scan) {
     Scan result{};
@@ -243,6 +275,32 @@ const CodeTables& codeTables() {
     static const CodeTables tables;
     return tables;
 }
+
+WriteTables::WriteTables()
+    : addressIncrement(byValue<36>(addressIncrementCodes)),
+      macroblockTypes{{{},
+                       byValue<32>(intraTypeCodes),
+                       byValue<32>(predictedTypeCodes),
+                       byValue<32>(bidirectionalTypeCodes)}},
+      codedBlockPattern(byValue<64>(codedBlockPatternCodes)),
+      motionCode(byValue<33>(motionCodes, -16)),
+      dcSizeLists{plainList(luminanceDcSizeCodes, {9}), plainList(chrominanceDcSizeCodes, {10})},
+      dcSize{{byValue<12>(luminanceDcSizeCodes), byValue<12>(chrominanceDcSizeCodes)}},
+      coefficients{buildEncodeTable(tableZeroCodes), buildEncodeTable(tableOneCodes)},
+      lengths{coefficientLengths(tableZeroCodes), coefficientLengths(tableOneCodes)} {}
+
+const WriteTables& writeTables() {
+    static const WriteTables tables;
+    return tables;
+}
+
+constexpr std::array<Scan, 2> scans = {
+    Scan{0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+         41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+         30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63},
+    Scan{0,  8,  16, 24, 1,  9,  2,  10, 17, 25, 32, 40, 48, 56, 57, 49, 41, 33, 26, 18, 3,  11,
+         4,  12, 19, 27, 34, 42, 50, 58, 35, 43, 51, 59, 20, 28, 5,  13, 6,  14, 21, 29, 36, 44,
+         52, 60, 37, 45, 53, 61, 22, 30, 7,  15, 23, 31, 38, 46, 54, 62, 39, 47, 55, 63}};
 
 constexpr std::array<Scan, 2> transposedScans = {transpose(scans[0]), transpose(scans[1])};
 

@@ -1,0 +1,185 @@
+#include "mpeg2/block_coder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace codecs::mpeg2 {
+
+namespace {
+
+// Any count above 8 makes the inverse transform read the whole block.
+constexpr int wholeBlock = 64;
+
+// How far back a chain of coefficients looks for the one before; runs of more dropped ones are not worth the search.
+constexpr int maxDropped = 6;
+
+Cost energy(const Block& block) {
+    Qvo32s sum = 0;
+    for (const Qvo16s value : block)
+        sum += Qvo32s{value} * value;
+    return static_cast<Cost>(sum);
+}
+
+constexpr Cost square(int value) {
+    return static_cast<Cost>(value) * static_cast<Cost>(value);
+}
+
+}  // namespace
+
+int inverseCountIntra(const Qvo16s* block, int last) {
+    // A level of grey with the last coefficient at 1 rounds to itself.
+    if (last == 0 && (block[0] & 7) == 0) return 1;
+    if (block[63] != 0) return wholeBlock;
+    // The form for a count of 1 truncates.
+    return std::max(last + 1, 2);
+}
+
+int inverseCountNonIntra(const Qvo16s* block, int last) {
+    return block[63] != 0 ? wholeBlock : std::max(last + 1, 2);
+}
+
+void BlockCoder::startPicture(const PictureHeader& header, Qvo32s scale, Cost lambda) {
+    header_ = &header;
+    scan_ = scans[header.alternateScan ? 1 : 0].data();
+    scale_ = scale;
+    lambda_ = lambda;
+    // Half a step; what is not worth rounding up is found afterwards.
+    for (std::size_t i = 0; i < 64; ++i)
+        intraRounding_[i] = static_cast<Qvo16s>(defaultIntraMatrix[i] * scale / 32);
+}
+
+Cost BlockCoder::codeIntra(const Qvo8u* source, Qvo32s step, Block& levels, Qvo32u& count) const {
+    alignas(32) Block coefficients;
+    qvoiDCT8x8Fwd_8u16s_C1R(source, step, coefficients.data());
+    for (std::size_t i = 0; i < 64; ++i) {
+        const int c = coefficients[i];
+        levels[i] = static_cast<Qvo16s>(c < 0 ? c - intraRounding_[i] : c + intraRounding_[i]);
+    }
+    qvoiQuantIntra_MPEG2_16s_C1I(levels.data(), scale_, nullptr, &count);
+    const int divisor = 8 >> header_->intraDcPrecision;
+    const int dc = (coefficients[0] + divisor / 2) / divisor;
+    levels[0] = static_cast<Qvo16s>(std::min(dc, (256 << header_->intraDcPrecision) - 1));
+    coefficients[0] = 0;
+    return energy(coefficients) + chooseLevels(coefficients, levels, count, true);
+}
+
+Cost BlockCoder::codeNonIntra(const Block& residual, Block& levels, Qvo32u& count) const {
+    count = 0;
+    const Cost whole = energy(residual);
+    // No coefficient is larger than the root of the energy; one of less than a step gives no level.
+    if (whole < square(scale_)) return whole;
+    alignas(32) Block coefficients;
+    transformResidual(residual, whole, coefficients);
+    levels = coefficients;
+    qvoiQuant_MPEG2_16s_C1I(levels.data(), scale_, nullptr, &count);
+    if (count == 0) return whole;
+    return whole + chooseLevels(coefficients, levels, count, false);
+}
+
+// Reconstructed coefficients lie up to half a step above their original. They are kept inside -2048..2047: beyond it a
+// decoder saturates, which the library's block reconstruction leaves out.
+void BlockCoder::transformResidual(const Block& residual, Cost whole, Block& coefficients) const {
+    // From 1024 on coefficients could wrap in the transform; then it takes half the residual.
+    const bool large = whole >= square(1024);
+    coefficients = residual;
+    if (large) {
+        for (Qvo16s& value : coefficients)
+            value = static_cast<Qvo16s>(value / 2);
+    }
+    qvoiDCT8x8Fwd_16s_C1(coefficients.data(), coefficients.data());
+    if (!large) return;
+    const int limit = 2047 - scale_ / 2;
+    for (Qvo16s& c : coefficients)
+        c = static_cast<Qvo16s>(std::clamp(2 * c, -limit, limit));
+}
+
+// Finds the cheapest chain of coefficients. Each may keep its level, take the one below or be dropped; what a
+// coefficient costs depends on the one before it through the run between them. Follows the best chain up to each
+// coefficient (a shortest path), then takes the best end. The cost is relative to that of dropping everything.
+Cost BlockCoder::chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const {
+    struct Link {
+        int index;  // in the scan
+        Cost cost;  // of the chain up to here, against dropping everything
+        int level = 0;
+        int previous = -1;
+    };
+    const CoefficientLengths& lengths = writeTables().lengths[intra && header_->intraVlcFormat ? 1 : 0];
+    const Matrix& weights = intra ? defaultIntraMatrix : defaultNonIntraMatrix;
+    const int signTerm = intra ? 0 : 1;
+
+    std::array<Link, 65> chain;
+    chain[0] = {intra ? 0 : -1, 0};
+    int links = 1;
+    for (int i = chain[0].index + 1; count > 0; ++i) {
+        const auto position = static_cast<std::size_t>(scan_[i]);
+        if (levels[position] == 0) continue;
+        --count;
+        const int level = std::abs(levels[position]);
+        const int magnitude = std::abs(coefficients[position]);
+        Link best = {i, std::numeric_limits<Cost>::max()};
+        for (int candidate = level; candidate > 0 && candidate >= level - 1; --candidate) {
+            const int rebuilt = (2 * candidate + signTerm) * weights[position] * scale_ / 32;
+            const Cost error = square(magnitude - rebuilt) - square(magnitude);
+            for (int j = std::max(0, links - 1 - maxDropped); j < links; ++j) {
+                const Link& before = chain[static_cast<std::size_t>(j)];
+                int bits = lengths(i - before.index - 1, candidate);
+                if (i == 0 && candidate == 1) bits = 2;  // the short first code
+                const Cost cost = before.cost + error + lambda_ * static_cast<Cost>(bits);
+                if (cost < best.cost) best = {i, cost, candidate, j};
+            }
+        }
+        chain[static_cast<std::size_t>(links++)] = best;
+    }
+
+    const Cost end = lambda_ * static_cast<Cost>(lengths.endOfBlock);
+    int last = 0;
+    // A non-intra block without coefficients has no end of block either.
+    Cost lowest = intra ? end : 0;
+    for (int j = 1; j < links; ++j) {
+        const Cost cost = chain[static_cast<std::size_t>(j)].cost + end;
+        if (cost < lowest) {
+            lowest = cost;
+            last = j;
+        }
+    }
+    for (int j = links - 1; j > 0; --j) {
+        const Link& link = chain[static_cast<std::size_t>(j)];
+        Qvo16s& level = levels[static_cast<std::size_t>(scan_[link.index])];
+        if (j != last) {
+            level = 0;
+            continue;
+        }
+        level = static_cast<Qvo16s>(level < 0 ? -link.level : link.level);
+        ++count;
+        last = link.previous;
+    }
+    return lowest;
+}
+
+// Lays the levels out as the inverse transform takes them; returns the scan index of the last one.
+int BlockCoder::transposeLevels(const Block& levels, Block& block) const {
+    for (std::size_t i = 0; i < 64; ++i)
+        block[i] = levels[i % 8 * 8 + i / 8];
+    int last = 63;
+    while (last > 0 && levels[static_cast<std::size_t>(scan_[last])] == 0)
+        --last;
+    return last;
+}
+
+void BlockCoder::reconstructIntra(const Block& levels, Qvo8u* out, Qvo32s step) const {
+    alignas(32) Block block;
+    const int last = transposeLevels(levels, block);
+    block[0] = static_cast<Qvo16s>(levels[0] << (3 - header_->intraDcPrecision));
+    qvoiQuantInvIntra_MPEG2_16s_C1I(block.data(), scale_, matrices_.intra.data());
+    qvoiDCT8x8Inv_AANTransposed_16s8u_C1R(block.data(), out, step, inverseCountIntra(block.data(), last));
+}
+
+void BlockCoder::reconstructNonIntra(const Block& levels, Qvo16s* out, Qvo32s step) const {
+    alignas(32) Block block;
+    const int last = transposeLevels(levels, block);
+    qvoiQuantInv_MPEG2_16s_C1I(block.data(), scale_, nullptr);
+    qvoiDCT8x8Inv_AANTransposed_16s_C1R(block.data(), out, step, inverseCountNonIntra(block.data(), last));
+}
+
+}  // namespace codecs::mpeg2

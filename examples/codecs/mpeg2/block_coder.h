@@ -1,0 +1,52 @@
+// Blocks of the encoder: transform and quantisation, and the way back that a decoder takes.
+#ifndef QVOVC_EXAMPLES_MPEG2_BLOCK_CODER_H
+#define QVOVC_EXAMPLES_MPEG2_BLOCK_CODER_H
+
+#include <array>
+
+#include "mpeg2/headers.h"
+
+namespace codecs::mpeg2 {
+
+using Block = std::array<Qvo16s, 64>;
+
+// What a block costs: squared error plus lambda times bits.
+using Cost = float;
+
+class BlockCoder {
+  public:
+    // scale: quantiser_scale; lambda: squared error that one bit is worth.
+    void startPicture(const PictureHeader& header, Qvo32s scale, Cost lambda);
+
+    // Transforms and quantises the samples of an intra block into levels in raster order, the DC included, and counts
+    // the non-zero ones but for the DC. The cost leaves out the DC.
+    Cost codeIntra(const Qvo8u* source, Qvo32s step, Block& levels, Qvo32u& count) const;
+
+    // The same for a residual. A block is best left out where the count is 0; its cost is then that of leaving it out.
+    Cost codeNonIntra(const Block& residual, Block& levels, Qvo32u& count) const;
+
+    // What a decoder makes of the levels.
+    void reconstructIntra(const Block& levels, Qvo8u* out, Qvo32s step) const;
+    void reconstructNonIntra(const Block& levels, Qvo16s* out, Qvo32s step) const;
+
+  private:
+    Cost chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const;
+    void transformResidual(const Block& residual, Cost whole, Block& coefficients) const;
+    int transposeLevels(const Block& levels, Block& block) const;
+
+    const Matrices matrices_;
+    const PictureHeader* header_ = nullptr;
+    const Qvo32s* scan_ = nullptr;
+    Qvo32s scale_ = 0;
+    Cost lambda_ = 0;
+    Block intraRounding_ = {};  // added to magnitudes before quantisation
+};
+
+// How many leading coefficients the inverse transform must take, from the last scan index of a reconstructed block:
+// the whole block where mismatch control has set the last coefficient, which the forms for low counts do not read.
+int inverseCountIntra(const Qvo16s* block, int last);
+int inverseCountNonIntra(const Qvo16s* block, int last);
+
+}  // namespace codecs::mpeg2
+
+#endif

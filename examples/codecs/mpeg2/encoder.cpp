@@ -1,0 +1,272 @@
+// Orders pictures into groups, writes the layers above the slice and holds the bit rate.
+#include "mpeg2/encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/padded_picture.h"
+#include "common/rate_control.h"
+#include "mpeg2/frame.h"
+#include "mpeg2/header_writer.h"
+#include "mpeg2/picture_coder.h"
+#include "mpeg2/vbv.h"
+
+namespace codecs {
+
+namespace mpeg2 {
+
+namespace {
+
+constexpr int usualKeyInterval = 12;
+constexpr int maxBPictures = 7;
+constexpr int coarsestQuantiser = 31;
+constexpr int bufferUnit = 16384;  // of vbv_buffer_size
+
+// How much coarser than P pictures I and B pictures are quantised: what is predicted from should be better than what is
+// not. Measured.
+constexpr std::array<double, 3> typeFactors = {1.0, 1.0, 1.2};
+
+// Levels of the Main profile (13818-2, 8.3 and tables 8-10 to 8-13).
+struct Level {
+    int profileAndLevel;
+    int width;
+    int height;
+    double pictureRate;
+    double sampleRate;
+    long bitRate;
+    long bufferSize;  // bits
+};
+constexpr std::array<Level, 3> levels = {{
+    {0x48, 720, 576, 30, 10368000, 15000000, 1835008},
+    {0x46, 1440, 1152, 60, 47001600, 60000000, 7340032},
+    {0x44, 1920, 1152, 60, 62668800, 80000000, 9781248},
+}};
+
+const Level& levelOf(const EncoderSettings& settings) {
+    const double rate = static_cast<double>(settings.rateNumerator) / settings.rateDenominator;
+    for (const Level& level : levels) {
+        if (settings.width <= level.width && settings.height <= level.height && rate <= level.pictureRate &&
+            settings.width * settings.height * rate <= level.sampleRate && settings.bitRate <= level.bitRate)
+            return level;
+    }
+    throw UnsupportedSettings("the Main profile has no level for pictures of this size at this rate");
+}
+
+// What may be left open, filled in.
+EncoderSettings completed(const EncoderSettings& settings) {
+    EncoderSettings result = settings;
+    if (result.keyInterval == 0) result.keyInterval = usualKeyInterval;
+    if (result.width < 1 || result.height < 1) throw UnsupportedSettings("pictures need at least one sample");
+    if (result.quantiser < 0 || result.quantiser > coarsestQuantiser)
+        throw UnsupportedSettings("quantisers are 1 to 31");
+    if (result.bPictures < 0 || result.bPictures > maxBPictures)
+        throw UnsupportedSettings("there can be 0 to " + std::to_string(maxBPictures) + " B pictures in a row");
+    if (result.keyInterval < 1 || result.keyInterval > 1000)
+        throw UnsupportedSettings("intra pictures come after 1 to 1000 pictures");
+    return result;
+}
+
+SequenceHeader sequenceOf(const EncoderSettings& settings) {
+    const Level& level = levelOf(settings);
+    SequenceHeader sequence;
+    sequence.mpeg2 = true;
+    sequence.width = settings.width;
+    sequence.height = settings.height;
+    sequence.profileAndLevel = level.profileAndLevel;
+    if (!setFrameRate(sequence, settings.rateNumerator, settings.rateDenominator))
+        throw UnsupportedSettings("MPEG-2 has no code for " + std::to_string(settings.rateNumerator) + "/" +
+                                  std::to_string(settings.rateDenominator) + " pictures per second");
+    setSampleAspect(sequence, settings.aspectNumerator, settings.aspectDenominator);
+    // A buffer of one second, or what the level allows.
+    const long rate = settings.bitRate > 0 ? settings.bitRate : level.bitRate;
+    sequence.bitRate = (rate + 399) / 400;
+    sequence.bufferSize = static_cast<int>(std::clamp((rate + bufferUnit - 1) / bufferUnit, 1L, level.bufferSize / bufferUnit));
+    return sequence;
+}
+
+codecs::PictureType rateType(PictureType type) {
+    return static_cast<codecs::PictureType>(static_cast<int>(type) - 1);
+}
+
+class Mpeg2Encoder final : public Encoder {
+  public:
+    Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, PictureSink pictures);
+
+    void encode(const FrameView& picture) override;
+    void finish() override;
+
+  private:
+    struct Coded {
+        char type;
+        std::int64_t bits;
+        int quantiser;
+    };
+
+    void codeWaiting();
+    Coded codePicture(PictureType type, const PaddedPicture& source, long number, const Frame& target);
+    int chooseQuantiser(PictureType type) const;
+    void hand(const Frame& frame, const Coded& coded);
+    Frame* spareFrame();
+
+    const EncoderSettings settings_;
+    const SequenceHeader sequence_;
+    const int wholeRate_;  // pictures per second, rounded up
+    PictureCoder coder_;
+    WordWriter out_;
+    std::optional<RateControl> rate_;
+    std::optional<Vbv> vbv_;
+
+    // Pictures not coded yet, in display order: B pictures and the one they wait for.
+    std::vector<PaddedPicture> waiting_;
+    std::size_t waitingCount_ = 0;
+    std::size_t awaited_ = 1;    // how many there must be
+    long first_ = 0;             // number of the first of them
+    long groupFirst_ = 0;        // number of the first picture of the group at hand
+
+    std::array<std::unique_ptr<Frame>, 3> frames_;
+    Frame* older_ = nullptr;  // references, in coding order
+    Frame* newer_ = nullptr;
+};
+
+Mpeg2Encoder::Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, PictureSink pictures)
+    : Encoder(std::move(bytes), std::move(pictures)),
+      settings_(completed(settings)),
+      sequence_(sequenceOf(settings_)),
+      wholeRate_((settings_.rateNumerator + settings_.rateDenominator - 1) / settings_.rateDenominator),
+      coder_(sequence_.macroblockWidth(), sequence_.macroblockHeight(), clock_) {
+    waiting_.reserve(static_cast<std::size_t>(settings_.bPictures + 1));
+    for (int i = 0; i <= settings_.bPictures; ++i)
+        waiting_.emplace_back(sequence_.macroblockWidth(), sequence_.macroblockHeight());
+    for (auto& frame : frames_)
+        frame = std::make_unique<Frame>(sequence_.macroblockWidth(), sequence_.macroblockHeight());
+    if (settings_.quantiser > 0) return;
+    const double perPicture =
+        static_cast<double>(settings_.bitRate) * settings_.rateDenominator / settings_.rateNumerator;
+    rate_.emplace(settings_, 1, coarsestQuantiser, typeFactors);
+    vbv_.emplace(static_cast<double>(sequence_.bufferSize) * bufferUnit, perPicture);
+}
+
+// ---- order ------------------------------------------------------------------------------------------------------
+
+void Mpeg2Encoder::encode(const FrameView& picture) {
+    waiting_[waitingCount_++].load(picture);
+    if (waitingCount_ == awaited_) codeWaiting();
+}
+
+void Mpeg2Encoder::finish() {
+    // Nothing can wait any longer: the last picture takes the place of the one that was awaited.
+    if (waitingCount_ > 0) codeWaiting();
+    out_.clear();
+    out_.startCode(codeSequenceEnd);
+    const auto& bytes = out_.bytes();
+    bytes_(bytes.data(), bytes.size());
+}
+
+// Codes the last picture that waits, then the B pictures before it, and hands them on in display order.
+void Mpeg2Encoder::codeWaiting() {
+    const std::size_t last = waitingCount_ - 1;
+    const long number = first_ + static_cast<long>(last);
+    const bool key = number % settings_.keyInterval == 0;
+    // The group begins with the B pictures that come before its intra picture in display order.
+    if (key) groupFirst_ = first_;
+
+    Frame* const anchor = spareFrame();
+    const Coded coded =
+        codePicture(key ? PictureType::intra : PictureType::predicted, waiting_[last], number, *anchor);
+    older_ = newer_;
+    newer_ = anchor;
+    for (std::size_t i = 0; i < last; ++i) {
+        Frame* const frame = spareFrame();
+        hand(*frame, codePicture(PictureType::bidirectional, waiting_[i], first_ + static_cast<long>(i), *frame));
+    }
+    hand(*anchor, coded);
+
+    waitingCount_ = 0;
+    first_ = number + 1;
+    const long untilKey = settings_.keyInterval - number % settings_.keyInterval;
+    awaited_ = static_cast<std::size_t>(std::min<long>(settings_.bPictures + 1, untilKey));
+}
+
+Frame* Mpeg2Encoder::spareFrame() {
+    for (const auto& frame : frames_) {
+        if (frame.get() != older_ && frame.get() != newer_) return frame.get();
+    }
+    return nullptr;  // there are three
+}
+
+void Mpeg2Encoder::hand(const Frame& frame, const Coded& coded) {
+    const View& view = frame.frame();
+    CodedPicture picture;
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane == 0 ? 0 : 1;
+        picture.reconstruction.planes[plane] = {view.planes[plane], view.steps[plane],
+                                                (settings_.width + shift) >> shift,
+                                                (settings_.height + shift) >> shift};
+    }
+    picture.reconstruction.type = coded.type;
+    picture.bits = coded.bits;
+    picture.quantiser = coded.quantiser;
+    pictures_(picture);
+}
+
+// ---- one picture ------------------------------------------------------------------------------------------------
+
+Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPicture& source, long number,
+                                              const Frame& target) {
+    PictureHeader header;
+    header.type = type;
+    header.intraVlcFormat = true;
+    header.topFieldFirst = false;
+    const bool bidirectional = type == PictureType::bidirectional;
+    const View* const newest = newer_ ? &newer_->frame() : nullptr;
+    int quantiser = chooseQuantiser(type);
+    coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiser);
+    for (;;) {
+        out_.clear();
+        out_.reserve(256);
+        if (type == PictureType::intra) {
+            writeSequenceHeader(out_, sequence_);
+            writeGroupHeader(out_, {groupFirst_ == number}, groupFirst_, wholeRate_);
+        }
+        writePictureHeader(out_, header, number - groupFirst_);
+        coder_.code(quantiser, out_, target.frame());
+        const auto& bytes = out_.bytes();
+        const std::int64_t bits = static_cast<std::int64_t>(bytes.size()) * 8;
+        const auto wanted = static_cast<double>(bits);
+        if (vbv_ && wanted > vbv_->available()) {
+            // The buffer would run empty.
+            if (quantiser == coarsestQuantiser)
+                throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
+            const double coarser = std::ceil(quantiser * wanted / std::max(vbv_->available(), 1.0));
+            quantiser = static_cast<int>(std::clamp<double>(coarser, quantiser + 1, coarsestQuantiser));
+            continue;
+        }
+        bytes_(bytes.data(), bytes.size());
+        if (rate_) rate_->update(rateType(type), quantiser, bits);
+        if (vbv_) vbv_->take(wanted);
+        return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiser};
+    }
+}
+
+int Mpeg2Encoder::chooseQuantiser(PictureType type) const {
+    const double step =
+        rate_ ? rate_->step(rateType(type)) : settings_.quantiser * typeFactors[static_cast<std::size_t>(type) - 1];
+    return std::clamp(static_cast<int>(std::lround(step)), 1, coarsestQuantiser);
+}
+
+}  // namespace
+
+}  // namespace mpeg2
+
+std::unique_ptr<Encoder> makeMpeg2Encoder(const EncoderSettings& settings, Encoder::ByteSink bytes,
+                                          Encoder::PictureSink pictures) {
+    return std::make_unique<mpeg2::Mpeg2Encoder>(settings, std::move(bytes), std::move(pictures));
+}
+
+}  // namespace codecs
