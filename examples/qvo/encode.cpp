@@ -152,6 +152,8 @@ class Encoding {
         for (std::size_t i = 0; i < names.size(); ++i)
             std::fprintf(stderr, "PSNR %c: %.3f\n", names[i], quality_.psnrOf(i));
         std::fprintf(stderr, "seconds: %.3f\nframes/s: %.1f\n", seconds, frames_ / seconds);
+        for (const std::string& figure : encoder_->figures())
+            std::fprintf(stderr, "%s\n", figure.c_str());
         for (std::size_t i = 0; i < codecs::encodeStageNames.size(); ++i) {
             const double part = clock.seconds(static_cast<EncodeStage>(i));
             std::fprintf(stderr, "%s: %.3f s, %.1f %%\n", codecs::encodeStageNames[i].data(), part,

@@ -1,8 +1,13 @@
 #include "encoders.h"
+
+#include "mpeg2/encoder.h"
+
 namespace qvo {
 
 const std::vector<EncoderEntry>& encoders() {
-    static const std::vector<EncoderEntry> entries = {};
+    static const std::vector<EncoderEntry> entries = {
+        {"mpeg2", "MPEG-2 video", codecs::makeMpeg2Encoder},
+    };
     return entries;
 }
 

@@ -7,8 +7,10 @@
 #include <cstdint>
 #include <functional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "common/picture.h"
 #include "common/stage_clock.h"
@@ -62,6 +64,9 @@ class Encoder {
     virtual void encode(const FrameView& picture) = 0;
     // Ends the stream: encodes what is still held back.
     virtual void finish() = 0;
+
+    // What else there is to say of the stream once it has ended, each "name: value".
+    virtual std::vector<std::string> figures() const { return {}; }
 
     EncodeClock& clock() { return clock_; }
 

@@ -30,7 +30,10 @@ constexpr int bufferUnit = 16384;  // of vbv_buffer_size
 
 // How much coarser than P pictures I and B pictures are quantised: what is predicted from should be better than what is
 // not. Measured.
-constexpr std::array<double, 3> typeFactors = {1.0, 1.0, 1.2};
+constexpr std::array<double, 3> typeFactors = {0.8, 1.0, 1.5};
+
+// Table B.15 has shorter codes for intra blocks with many coefficients, but a longer end of block. Measured.
+constexpr int coarsestOfTableOne = 12;
 
 // Levels of the Main profile (13818-2, 8.3 and tables 8-10 to 8-13).
 struct Level {
@@ -86,7 +89,8 @@ SequenceHeader sequenceOf(const EncoderSettings& settings) {
     // A buffer of one second, or what the level allows.
     const long rate = settings.bitRate > 0 ? settings.bitRate : level.bitRate;
     sequence.bitRate = (rate + 399) / 400;
-    sequence.bufferSize = static_cast<int>(std::clamp((rate + bufferUnit - 1) / bufferUnit, 1L, level.bufferSize / bufferUnit));
+    sequence.bufferSize =
+        static_cast<int>(std::clamp((rate + bufferUnit - 1) / bufferUnit, 1L, level.bufferSize / bufferUnit));
     return sequence;
 }
 
@@ -100,6 +104,7 @@ class Mpeg2Encoder final : public Encoder {
 
     void encode(const FrameView& picture) override;
     void finish() override;
+    std::vector<std::string> figures() const override;
 
   private:
     struct Coded {
@@ -125,9 +130,9 @@ class Mpeg2Encoder final : public Encoder {
     // Pictures not coded yet, in display order: B pictures and the one they wait for.
     std::vector<PaddedPicture> waiting_;
     std::size_t waitingCount_ = 0;
-    std::size_t awaited_ = 1;    // how many there must be
-    long first_ = 0;             // number of the first of them
-    long groupFirst_ = 0;        // number of the first picture of the group at hand
+    std::size_t awaited_ = 1;  // how many there must be
+    long first_ = 0;           // number of the first of them
+    long groupFirst_ = 0;      // number of the first picture of the group at hand
 
     std::array<std::unique_ptr<Frame>, 3> frames_;
     Frame* older_ = nullptr;  // references, in coding order
@@ -166,6 +171,12 @@ void Mpeg2Encoder::finish() {
     out_.startCode(codeSequenceEnd);
     const auto& bytes = out_.bytes();
     bytes_(bytes.data(), bytes.size());
+}
+
+std::vector<std::string> Mpeg2Encoder::figures() const {
+    if (!vbv_) return {};
+    return {"VBV buffer: " + std::to_string(std::lround(vbv_->size())) + " bits",
+            "VBV lowest: " + std::to_string(std::lround(vbv_->lowest())) + " bits"};
 }
 
 // Codes the last picture that waits, then the B pictures before it, and hands them on in display order.
@@ -221,11 +232,11 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
                                               const Frame& target) {
     PictureHeader header;
     header.type = type;
-    header.intraVlcFormat = true;
     header.topFieldFirst = false;
     const bool bidirectional = type == PictureType::bidirectional;
     const View* const newest = newer_ ? &newer_->frame() : nullptr;
     int quantiser = chooseQuantiser(type);
+    header.intraVlcFormat = quantiser <= coarsestOfTableOne;
     coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiser);
     for (;;) {
         out_.clear();

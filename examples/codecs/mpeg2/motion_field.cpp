@@ -75,7 +75,8 @@ Vector MotionField::searchMacroblock(const PaddedPicture& picture, const View& r
                                16,
                                16};
     const SearchArea area = {std::max(-maxFull, -x), std::max(-maxFull, -y),
-                             std::min(maxFull, reference.width - 16 - x), std::min(maxFull, reference.height - 16 - y)};
+                             std::min(maxFull, reference.width - 16 - x),
+                             std::min(maxFull, reference.height - 16 - y)};
     const VectorCost cost = {costs_[0].around(predicted.x), costs_[1].around(predicted.y), 2};
     const SearchResult found = searchMotion(block, area, cost, std::span(starts).first(count), goodEnough);
     return refine(picture, reference, column, row, predicted, found.vector);
@@ -96,7 +97,8 @@ Vector MotionField::refine(const PaddedPicture& picture, const View& reference, 
     const auto take = [&](Vector vector) {
         const int halfX = 2 * x + vector.x;
         const int halfY = 2 * y + vector.y;
-        if (halfX < 0 || halfY < 0 || halfX > 2 * (reference.width - 16) || halfY > 2 * (reference.height - 16)) return;
+        if (halfX < 0 || halfY < 0 || halfX > 2 * (reference.width - 16) || halfY > 2 * (reference.height - 16))
+            return;
         const Reference at = locate({&reference, vector}, 0, 16, 16, x, y);
         Qvo32s difference;
         qvoiSAD16x16_8u32s(source, sourceStep, at.samples, at.step, &difference, at.mcType);

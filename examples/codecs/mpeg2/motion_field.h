@@ -28,7 +28,8 @@ class MotionField {
     static constexpr int maxComponent = 255;
 
   private:
-    Vector searchMacroblock(const PaddedPicture& picture, const View& reference, int column, int row, Vector predicted);
+    Vector searchMacroblock(const PaddedPicture& picture, const View& reference, int column, int row,
+                            Vector predicted);
     Vector refine(const PaddedPicture& picture, const View& reference, int column, int row, Vector predicted,
                   FullVector around);
     std::size_t index(int column, int row) const { return static_cast<std::size_t>(row * width_ + column); }

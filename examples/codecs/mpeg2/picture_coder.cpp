@@ -230,7 +230,8 @@ const Qvo8u* PictureCoder::lumaBlock(int b) const {
 
 int PictureCoder::dcBits(std::size_t component, int difference) {
     const int size = std::bit_width(static_cast<unsigned>(std::abs(difference)));
-    return static_cast<int>(writeTables().dcSize[component == 0 ? 0 : 1][static_cast<std::size_t>(size)].length) + size;
+    return static_cast<int>(writeTables().dcSize[component == 0 ? 0 : 1][static_cast<std::size_t>(size)].length) +
+           size;
 }
 
 // Fills residual_ and returns its energy.
@@ -243,7 +244,8 @@ Cost PictureCoder::formResidual(const MacroblockModes& modes) {
         const int size = plane == 0 ? 16 : 8;
         const Qvo8u* const source = source_->macroblock(plane, column_, row_);
         const auto step = static_cast<Qvo32s>(source_->plane(plane).step);
-        const Reference first = locate(modes.flags & mbForward ? f : b, plane, size, size, size * column_, size * row_);
+        const Reference first =
+            locate(modes.flags & mbForward ? f : b, plane, size, size, size * column_, size * row_);
         const Reference second = both ? locate(b, plane, size, size, size * column_, size * row_) : first;
         for (int block = 0; block < (plane == 0 ? 4 : 1); ++block) {
             const int x = block % 2 * 8;
@@ -297,7 +299,8 @@ void PictureCoder::rebuildIntra(int x, int y) {
     for (std::size_t b = 0; b < 6; ++b) {
         const std::size_t plane = b < 4 ? 0 : b - 3;
         const Qvo32s step = target_->steps[plane];
-        const std::ptrdiff_t inPlane = plane == 0 ? std::ptrdiff_t{y} * step + x : std::ptrdiff_t{y / 2} * step + x / 2;
+        const std::ptrdiff_t inPlane =
+            plane == 0 ? std::ptrdiff_t{y} * step + x : std::ptrdiff_t{y / 2} * step + x / 2;
         const std::ptrdiff_t inMacroblock = b < 4 ? std::ptrdiff_t(b / 2) * 8 * step + std::ptrdiff_t(b % 2) * 8 : 0;
         blocks_.reconstructIntra(macroblock.levels[b], target_->planes[plane] + inPlane + inMacroblock, step);
     }

@@ -278,10 +278,8 @@ const CodeTables& codeTables() {
 
 WriteTables::WriteTables()
     : addressIncrement(byValue<36>(addressIncrementCodes)),
-      macroblockTypes{{{},
-                       byValue<32>(intraTypeCodes),
-                       byValue<32>(predictedTypeCodes),
-                       byValue<32>(bidirectionalTypeCodes)}},
+      macroblockTypes{
+          {{}, byValue<32>(intraTypeCodes), byValue<32>(predictedTypeCodes), byValue<32>(bidirectionalTypeCodes)}},
       codedBlockPattern(byValue<64>(codedBlockPatternCodes)),
       motionCode(byValue<33>(motionCodes, -16)),
       dcSizeLists{plainList(luminanceDcSizeCodes, {9}), plainList(chrominanceDcSizeCodes, {10})},

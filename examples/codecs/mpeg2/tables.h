@@ -73,8 +73,8 @@ struct WriteTables {
     std::array<CodeBits, 36> addressIncrement;
     std::array<std::array<CodeBits, 32>, 4> macroblockTypes;  // by picture_coding_type and MacroblockFlags
     std::array<CodeBits, 64> codedBlockPattern;
-    std::array<CodeBits, 33> motionCode;               // by value + 16
-    std::array<std::vector<Qvo32s>, 2> dcSizeLists;    // code lists for qvoiPutIntraBlock
+    std::array<CodeBits, 33> motionCode;             // by value + 16
+    std::array<std::vector<Qvo32s>, 2> dcSizeLists;  // code lists for qvoiPutIntraBlock
     std::array<std::array<CodeBits, 12>, 2> dcSize;
     std::array<EncodeTable, 2> coefficients;
     std::array<CoefficientLengths, 2> lengths;  // of coefficients

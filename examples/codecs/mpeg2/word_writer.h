@@ -24,9 +24,7 @@ class WordWriter {
     void reserve(std::size_t bytes);
 
     // The low length (1..32) bits of the code.
-    void put(Qvo32s code, int length) {
-        qvoiPutBitsLeftMost(&word_, &bitsLeft_, code, static_cast<Qvo32u>(length));
-    }
+    void put(Qvo32s code, int length) { qvoiPutBitsLeftMost(&word_, &bitsLeft_, code, static_cast<Qvo32u>(length)); }
     void put(const CodeBits& code) { qvoiPutBitsLeftMost(&word_, &bitsLeft_, code.bits, code.length); }
     void flag(bool value) { put(value ? 1 : 0, 1); }
 
