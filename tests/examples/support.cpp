@@ -24,13 +24,20 @@ std::string text(const std::string& path) {
     return {bytes.begin(), bytes.end()};
 }
 
+Ran run(const std::string& command) {
+    const std::string out = workPath("stdout"), err = workPath("stderr");
+    const int status = std::system(("timeout 120 " + command + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(out), text(err)};
+}
+
 }  // namespace
 
 Ran qvo(const std::string& arguments) {
-    const std::string out = workPath("stdout"), err = workPath("stderr");
-    const int status =
-        std::system(("timeout 120 " QVO_PROGRAM " " + arguments + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(out), text(err)};
+    return run(QVO_PROGRAM " " + arguments);
+}
+
+Ran runFfmpeg(const std::string& arguments) {
+    return run(FFMPEG_PROGRAM " -v warning -nostdin -y " + arguments);
 }
 
 std::string workPath(const std::string& name) {

@@ -26,6 +26,9 @@ void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes);
 // command, so never change the file.
 std::string ffmpeg(const std::string& arguments, const std::string& extension);
 
+// Runs ffmpeg with these arguments, every time anew. It prints warnings and errors.
+Ran runFfmpeg(const std::string& arguments);
+
 // ffmpeg's decode of a stream as planar 4:2:0.
 std::string referenceDecode(const std::string& stream);
 

@@ -26,7 +26,8 @@ namespace {
 constexpr int usualKeyInterval = 12;
 constexpr int maxBPictures = 7;
 constexpr int coarsestQuantiser = 31;
-constexpr int bufferUnit = 16384;  // of vbv_buffer_size
+constexpr double mostThrift = 1024;  // little more than DCs is left then
+constexpr int bufferUnit = 16384;    // of vbv_buffer_size
 
 // How much coarser than P pictures I and B pictures are quantised: what is predicted from should be better than what is
 // not. Measured.
@@ -238,6 +239,7 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
     int quantiser = chooseQuantiser(type);
     header.intraVlcFormat = quantiser <= coarsestOfTableOne;
     coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiser);
+    double thrift = 1;
     for (;;) {
         out_.clear();
         out_.reserve(256);
@@ -246,23 +248,25 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
             writeGroupHeader(out_, {groupFirst_ == number}, groupFirst_, wholeRate_);
         }
         writePictureHeader(out_, header, number - groupFirst_);
-        coder_.code(quantiser, out_, target.frame());
-        const auto& bytes = out_.bytes();
-        const std::int64_t bits = static_cast<std::int64_t>(bytes.size()) * 8;
-        const auto wanted = static_cast<double>(bits);
-        if (vbv_ && wanted > vbv_->available()) {
-            // The buffer would run empty.
-            if (quantiser == coarsestQuantiser)
-                throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
-            const double coarser = std::ceil(quantiser * wanted / std::max(vbv_->available(), 1.0));
+        coder_.code(quantiser, thrift, out_, target.frame());
+        const double bits = 8.0 * static_cast<double>(out_.bytes().size());
+        if (!vbv_ || bits <= vbv_->available()) break;
+        // The buffer would run empty.
+        if (quantiser < coarsestQuantiser) {
+            const double coarser = std::ceil(quantiser * bits / std::max(vbv_->available(), 1.0));
             quantiser = static_cast<int>(std::clamp<double>(coarser, quantiser + 1, coarsestQuantiser));
-            continue;
+        } else {
+            thrift *= 2;
+            if (thrift > mostThrift)
+                throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
         }
-        bytes_(bytes.data(), bytes.size());
-        if (rate_) rate_->update(rateType(type), quantiser, bits);
-        if (vbv_) vbv_->take(wanted);
-        return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiser};
     }
+    const auto& bytes = out_.bytes();
+    const std::int64_t bits = static_cast<std::int64_t>(bytes.size()) * 8;
+    bytes_(bytes.data(), bytes.size());
+    if (rate_) rate_->update(rateType(type), quantiser, bits);
+    if (vbv_) vbv_->take(static_cast<double>(bits));
+    return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiser};
 }
 
 int Mpeg2Encoder::chooseQuantiser(PictureType type) const {

@@ -62,12 +62,12 @@ void PictureCoder::start(const PaddedPicture& source, PictureHeader& header,
     clock_.enter(EncodeStage::other);
 }
 
-void PictureCoder::code(int quantiserCode, WordWriter& out, const View& target) {
+void PictureCoder::code(int quantiserCode, double thrift, WordWriter& out, const View& target) {
     MacroblockWriter writer(out);
     writer.startPicture(*header_);
     writer_ = &writer;
     target_ = &target;
-    lambda_ = static_cast<Cost>(lambdaOf(quantiserCode));
+    lambda_ = static_cast<Cost>(thrift * lambdaOf(quantiserCode));
     blocks_.startPicture(*header_, quantiserScales[0][static_cast<std::size_t>(quantiserCode)], lambda_);
     constexpr std::size_t sliceHeader = 16;
     for (row_ = 0; row_ < height_; ++row_) {

@@ -22,8 +22,9 @@ class PictureCoder {
     void start(const PaddedPicture& source, PictureHeader& header, const std::array<const View*, 2>& references,
                int quantiserCode);
 
-    // Writes the picture's slices and rebuilds it in the target. May be called again with another quantiser.
-    void code(int quantiserCode, WordWriter& out, const View& target);
+    // Writes the picture's slices and rebuilds it in the target. May be called again with another quantiser, or with
+    // more thrift: how much more than usual bits weigh against errors.
+    void code(int quantiserCode, double thrift, WordWriter& out, const View& target);
 
   private:
     // A way to code the macroblock at hand.
