@@ -7,18 +7,14 @@ namespace codecs::h264 {
 
 namespace {
 
-struct Target {
-    Qvo8u* samples;
-    Qvo32s step;
-};
-
 Target locate(const Frame& frame, std::size_t plane, int x, int y) {
     const Plane& p = frame.plane(plane);
     const int divisor = plane == 0 ? 1 : 2;
     return {p.samples + std::ptrdiff_t{y / divisor} * p.step + x / divisor, p.step};
 }
 
-// Blocks that lie outside with all the samples the filters look at are moved to where they just do so.
+}  // namespace
+
 void predictLuma(const Plane& from, Vector vector, int x, int y, int width, int height, Target to) {
     const int fullX = std::clamp(x + (vector.x >> 2), -19, from.width + 2);
     const int fullY = std::clamp(y + (vector.y >> 2), -19, from.height + 2);
@@ -26,15 +22,12 @@ void predictLuma(const Plane& from, Vector vector, int x, int y, int width, int 
                                     to.step, vector.x & 3, vector.y & 3, width, height);
 }
 
-// In chroma samples; the vector's unit is an eighth of one.
 void predictChroma(const Plane& from, Vector vector, int x, int y, int width, int height, Target to) {
     const int fullX = std::clamp(x + (vector.x >> 3), -9, from.width);
     const int fullY = std::clamp(y + (vector.y >> 3), -9, from.height);
     qvoiInterpolateChroma_H264_8u_C1R(from.samples + std::ptrdiff_t{fullY} * from.step + fullX, from.step, to.samples,
                                       to.step, vector.x & 7, vector.y & 7, width, height);
 }
-
-}  // namespace
 
 TimeScale timeScale(const Picture& current, const Picture& first, const Picture& second) {
     const auto distance = [](const Picture& a, const Picture& b) {

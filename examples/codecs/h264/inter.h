@@ -8,6 +8,16 @@
 
 namespace codecs::h264 {
 
+struct Target {
+    Qvo8u* samples;
+    Qvo32s step;
+};
+
+// Predicts a block at (x, y) of a plane, all in the plane's own samples, without weights. Blocks that lie outside with all
+// the samples the filters look at are moved to where they just do so.
+void predictLuma(const Plane& from, Vector vector, int x, int y, int width, int height, Target to);
+void predictChroma(const Plane& from, Vector vector, int x, int y, int width, int height, Target to);
+
 // Predicts blocks of one slice.
 class InterPredictor {
   public:

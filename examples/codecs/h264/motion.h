@@ -4,16 +4,9 @@
 
 #include "h264/inter.h"
 #include "h264/macroblock.h"
+#include "h264/neighbours.h"
 
 namespace codecs::h264 {
-
-// The macroblocks around the one at hand that belong to the same slice; null where there is none.
-struct Neighbours {
-    const Macroblock* left = nullptr;
-    const Macroblock* above = nullptr;
-    const Macroblock* aboveRight = nullptr;
-    const Macroblock* aboveLeft = nullptr;
-};
 
 // A partition of a macroblock, in 4x4 blocks.
 struct Partition {

@@ -62,27 +62,7 @@ constexpr std::array<SubType, 13> subTypesB = {{{0, 2, 2},
                                                 {useSecond, 1, 1},
                                                 {useBoth, 1, 1}}};
 
-// Raster places of the 4x4 blocks in the order of decoding.
-constexpr std::array<int, 16> rasterOrder = {0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15};
-
-// 4x4 blocks, by raster place, whose neighbour above-right lies inside the macroblock and is decoded before them.
-constexpr unsigned hasInnerAboveRight = 0b0101'0111'0101'0000;
-
 constexpr std::uint8_t pcmCount = 16;
-
-std::size_t lumaPlace(int x, int y) {
-    return static_cast<std::size_t>(8 * (y + 1) + x + 1);
-}
-
-std::size_t chromaPlace(int x, int y) {
-    return static_cast<std::size_t>(4 * (y + 1) + x + 1);
-}
-
-// nC from the numbers of the blocks to the left and above (9.2.1), of which either may be missing.
-int predictedCount(int left, int above) {
-    const int sum = left + above;
-    return sum < 0x80 ? (sum + 1) >> 1 : sum & 0x7F;
-}
 
 }  // namespace
 
@@ -131,21 +111,10 @@ void SliceDecoder::enterMacroblock() {
     if (address_ >= context_->macroblockCount()) throw Damage{};
     current_ = &context_->macroblocks[static_cast<std::size_t>(address_)];
     if (current_->slice != notDecoded) throw Damage{};
-    const int width = context_->macroblockWidth;
-    x_ = address_ % width;
-    y_ = address_ / width;
+    x_ = address_ % context_->macroblockWidth;
+    y_ = address_ / context_->macroblockWidth;
     current_->slice = number_;
-    const auto inSlice = [this](const Macroblock* macroblock) {
-        return macroblock->slice == number_ ? macroblock : nullptr;
-    };
-    neighbours_ = {};
-    if (x_ > 0) neighbours_.left = inSlice(current_ - 1);
-    if (y_ > 0) {
-        const Macroblock* const above = current_ - width;
-        neighbours_.above = inSlice(above);
-        if (x_ > 0) neighbours_.aboveLeft = inSlice(above - 1);
-        if (x_ + 1 < width) neighbours_.aboveRight = inSlice(above + 1);
-    }
+    neighbours_ = findNeighbours(*context_, address_, number_);
     const Frame& frame = *context_->picture->frame;
     for (std::size_t i = 0; i < 3; ++i) {
         const Plane& plane = frame.plane(i);
@@ -222,41 +191,9 @@ void SliceDecoder::decodePcm() {
 
 // ---- intra prediction -------------------------------------------------------------------------------------------
 
-// Neighbours of the 4x4 block at (x, y), as flags of the library's operations; at (0, 0) those of the macroblock.
-Qvo32u SliceDecoder::intraNeighbours(int x, int y) const {
-    const auto usable = [this](const Macroblock* macroblock) {
-        return macroblock && (!constrainedIntra_ || macroblock->isIntra());
-    };
-    Qvo32u flags = 0;
-    const bool left = x > 0 || usable(neighbours_.left);
-    const bool above = y > 0 || usable(neighbours_.above);
-    if (left) flags |= qvoNeighbourLeft;
-    if (above) flags |= qvoNeighbourAbove;
-    const bool corner = x > 0 ? above : y > 0 ? left : usable(neighbours_.aboveLeft);
-    if (corner) flags |= qvoNeighbourCorner;
-    const bool aboveRight = y > 0   ? (hasInnerAboveRight >> (4 * y + x) & 1) != 0
-                            : x < 3 ? above
-                                    : usable(neighbours_.aboveRight);
-    if (aboveRight) flags |= qvoNeighbourAboveRight;
-    return flags;
-}
-
-// The smaller mode of the blocks to the left and above (8.3.1.1).
-int SliceDecoder::predictedIntraMode(int x, int y) const {
-    const auto modeOf = [this](const Macroblock* macroblock, int place) {
-        const bool none = !macroblock || (constrainedIntra_ && !macroblock->isIntra());
-        if (none) return -1;
-        const bool has = macroblock->kind == Kind::intra4x4;
-        return has ? int{macroblock->intraModes[static_cast<std::size_t>(place)]} : qvoIntra4x4DC;
-    };
-    const int left = x > 0 ? modeOf(current_, 4 * y + x - 1) : modeOf(neighbours_.left, 4 * y + 3);
-    const int above = y > 0 ? modeOf(current_, 4 * (y - 1) + x) : modeOf(neighbours_.above, 12 + x);
-    return left < 0 || above < 0 ? qvoIntra4x4DC : std::min(left, above);
-}
-
 void SliceDecoder::readIntraModes() {
     for (const int place : rasterOrder) {
-        int mode = predictedIntraMode(place & 3, place >> 2);
+        int mode = predictedIntraMode(*current_, neighbours_, constrainedIntra_, place & 3, place >> 2);
         if (!bits_.flag()) {
             const int other = bits_.getInt(3);
             mode = other < mode ? other : other + 1;
@@ -266,7 +203,7 @@ void SliceDecoder::readIntraModes() {
 }
 
 void SliceDecoder::predictIntraChroma(int mode) {
-    const Qvo32u flags = intraNeighbours(0, 0);
+    const Qvo32u flags = intraNeighbours(neighbours_, constrainedIntra_, 0, 0);
     for (std::size_t plane = 1; plane < 3; ++plane) {
         if (qvoiPredictIntraChroma8x8_H264_8u_C1IR(planes_[plane], steps_[plane], mode, flags) != qvoStatusOk)
             throw Damage{};
@@ -279,7 +216,7 @@ void SliceDecoder::decodeIntra4x4() {
     const int chromaMode = bits_.ueUpTo(3);
     const int pattern = readCodedBlockPattern(true);
     if (pattern != 0) readQpDelta();
-    loadCounts();
+    counts_.load(neighbours_);
     readLumaBlocks(pattern, 0);
     readChroma(pattern);
 
@@ -288,7 +225,8 @@ void SliceDecoder::decodeIntra4x4() {
         const int x = place & 3, y = place >> 2;
         const Qvo32s mode = current_->intraModes[static_cast<std::size_t>(place)];
         // A neighbour that is missing although the mode looks at it is damage, whatever stands in for it.
-        if (qvoiPredictIntra_4x4_H264_8u_C1IR(luma(x, y), steps_[0], mode, intraNeighbours(x, y)) != qvoStatusOk)
+        if (qvoiPredictIntra_4x4_H264_8u_C1IR(luma(x, y), steps_[0], mode,
+                                              intraNeighbours(neighbours_, constrainedIntra_, x, y)) != qvoStatusOk)
             throw Damage{};
         addLuma(x, y, nullptr);
     }
@@ -305,15 +243,15 @@ void SliceDecoder::decodeIntra16x16(int type) {
     const int pattern = chromaPattern << 4 | (type >= 13 ? 15 : 0);
     const int chromaMode = bits_.ueUpTo(3);
     readQpDelta();
-    loadCounts();
+    counts_.load(neighbours_);
     std::array<Qvo16s, 16> dc = {};
-    const int nC = predictedCount(lumaCounts_[lumaPlace(-1, 0)], lumaCounts_[lumaPlace(0, -1)]);
-    const bool hasDc = readBlock(bits_, nC, 0, dc.data()).count > 0;
+    const bool hasDc = readBlock(bits_, counts_.predictLuma(0, 0), 0, dc.data()).count > 0;
     readLumaBlocks(pattern, 1);
     readChroma(pattern);
 
     clock_.enter(Stage::prediction);
-    if (qvoiPredictIntra_16x16_H264_8u_C1IR(planes_[0], steps_[0], mode, intraNeighbours(0, 0)) != qvoStatusOk)
+    if (qvoiPredictIntra_16x16_H264_8u_C1IR(planes_[0], steps_[0], mode,
+                                            intraNeighbours(neighbours_, constrainedIntra_, 0, 0)) != qvoStatusOk)
         throw Damage{};
     if (hasDc) qvoiTransformDequantLumaDC_H264_16s_C1I(dc.data(), qp_);
     for (int place = 0; place < 16; ++place)
@@ -346,7 +284,7 @@ void SliceDecoder::decodeInter(int type) {
         return;
     }
     readQpDelta();
-    loadCounts();
+    counts_.load(neighbours_);
     readLumaBlocks(pattern, 0);
     readChroma(pattern);
     clock_.enter(Stage::residual);
@@ -494,24 +432,6 @@ void SliceDecoder::readQpDelta() {
     qp_ = (qp_ + delta + 52) % 52;
 }
 
-void SliceDecoder::loadCounts() {
-    const Macroblock* const left = neighbours_.left;
-    const Macroblock* const above = neighbours_.above;
-    for (int i = 0; i < 4; ++i) {
-        const auto k = static_cast<std::size_t>(i);
-        lumaCounts_[lumaPlace(-1, i)] = left ? left->lumaCounts[4 * k + 3] : std::uint8_t{missing};
-        lumaCounts_[lumaPlace(i, -1)] = above ? above->lumaCounts[12 + k] : std::uint8_t{missing};
-    }
-    for (std::size_t plane = 0; plane < 2; ++plane) {
-        for (int i = 0; i < 2; ++i) {
-            const auto k = static_cast<std::size_t>(i);
-            auto& counts = chromaCounts_[plane];
-            counts[chromaPlace(-1, i)] = left ? left->chromaCounts[plane][2 * k + 1] : std::uint8_t{missing};
-            counts[chromaPlace(i, -1)] = above ? above->chromaCounts[plane][2 + k] : std::uint8_t{missing};
-        }
-    }
-}
-
 // Reads the luma blocks of the 8x8 blocks in the pattern; first is 1 where their DC is coded apart.
 void SliceDecoder::readLumaBlocks(int pattern, int first) {
     for (std::size_t i = 0; i < 16; ++i) {
@@ -520,11 +440,11 @@ void SliceDecoder::readLumaBlocks(int pattern, int first) {
         const auto block = static_cast<std::size_t>(place);
         Levels levels;
         if (pattern & 1 << (i / 4)) {
-            const int nC = predictedCount(lumaCounts_[lumaPlace(x - 1, y)], lumaCounts_[lumaPlace(x, y - 1)]);
-            levels = readBlock(bits_, nC, first, blocks_[block].data());
+            levels = readBlock(bits_, counts_.predictLuma(x, y), first, blocks_[block].data());
         }
         hasAc_[block] = levels.ac;
-        lumaCounts_[lumaPlace(x, y)] = current_->lumaCounts[block] = static_cast<std::uint8_t>(levels.count);
+        current_->lumaCounts[block] = static_cast<std::uint8_t>(levels.count);
+        counts_.setLuma(x, y, levels.count);
     }
 }
 
@@ -539,18 +459,17 @@ void SliceDecoder::readChroma(int pattern) {
         qvoiTransformDequantChromaDC_H264_16s_C1I(chromaDc_[plane].data(), qp);
     }
     for (std::size_t plane = 0; plane < 2; ++plane) {
-        auto& counts = chromaCounts_[plane];
         for (int i = 0; i < 4; ++i) {
             const int x = i & 1, y = i >> 1;
             const auto k = static_cast<std::size_t>(i);
             const std::size_t block = 16 + 4 * plane + k;
             Levels levels;
             if (hasAc) {
-                const int nC = predictedCount(counts[chromaPlace(x - 1, y)], counts[chromaPlace(x, y - 1)]);
-                levels = readBlock(bits_, nC, 1, blocks_[block].data());
+                levels = readBlock(bits_, counts_.predictChroma(plane, x, y), 1, blocks_[block].data());
             }
             hasAc_[block] = levels.ac;
-            counts[chromaPlace(x, y)] = current_->chromaCounts[plane][k] = static_cast<std::uint8_t>(levels.count);
+            current_->chromaCounts[plane][k] = static_cast<std::uint8_t>(levels.count);
+            counts_.setChroma(plane, x, y, levels.count);
         }
     }
 }

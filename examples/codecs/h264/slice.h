@@ -30,8 +30,6 @@ class SliceDecoder {
     void decodeIntra16x16(int type);
     void decodeInter(int type);
     void readIntraModes();
-    int predictedIntraMode(int x, int y) const;
-    Qvo32u intraNeighbours(int x, int y) const;
     void predictIntraChroma(int mode);
 
     void readHalves(int type);
@@ -43,7 +41,6 @@ class SliceDecoder {
 
     int readCodedBlockPattern(bool intra);
     void readQpDelta();
-    void loadCounts();
     void readLumaBlocks(int pattern, int first);
     void readChroma(int pattern);
     void addLuma(int x, int y, const Qvo16s* dc);
@@ -71,10 +68,7 @@ class SliceDecoder {
     MotionField motion_;
     InterPredictor predictor_;
 
-    // Numbers of levels of the blocks at hand, with those to the left and above; `missing` where there is none.
-    static constexpr int missing = 0x80;
-    std::array<std::uint8_t, 5 * 8> lumaCounts_ = {};
-    std::array<std::array<std::uint8_t, 3 * 4>, 2> chromaCounts_ = {};
+    LevelCounts counts_;
 
     // Levels of the blocks in raster order: 16 of luma, 4 of each chroma plane. All zero between macroblocks.
     alignas(16) std::array<std::array<Qvo16s, 16>, 24> blocks_ = {};
