@@ -58,13 +58,15 @@ class Quality {
             for (int y = 0; y < plane.height; ++y)
                 copy.insert(copy.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
         waiting_.push_back(std::move(copy));
+        width_ = source.planes[0].width;
+        height_ = source.planes[0].height;
     }
     void judge(const FrameView& reconstruction) {
-        const PlaneView& luma = reconstruction.planes[0];
-        const FrameView source = viewPicture(waiting_.front().data(), luma.width, luma.height);
+        const FrameView source = viewPicture(waiting_.front().data(), width_, height_);
         for (std::size_t i = 0; i < errors_.size(); ++i) {
-            const PlaneView& plane = reconstruction.planes[i];
-            errors_[i] += squaredError(source.planes[i], plane);
+            // A codec may round the size up.
+            const PlaneView& plane = source.planes[i];
+            errors_[i] += squaredError(plane, reconstruction.planes[i]);
             samples_[i] += static_cast<double>(plane.width) * plane.height;
         }
         waiting_.pop_front();
@@ -74,6 +76,8 @@ class Quality {
 
   private:
     std::deque<std::vector<std::uint8_t>> waiting_;  // pictures without a reconstruction yet
+    int width_ = 0;
+    int height_ = 0;
     std::array<double, 3> errors_ = {};
     std::array<double, 3> samples_ = {};
 };

@@ -1,11 +1,13 @@
 #include "encoders.h"
 
+#include "h264/encoder.h"
 #include "mpeg2/encoder.h"
 
 namespace qvo {
 
 const std::vector<EncoderEntry>& encoders() {
     static const std::vector<EncoderEntry> entries = {
+        {"h264", "H.264", codecs::makeH264Encoder},
         {"mpeg2", "MPEG-2 video", codecs::makeMpeg2Encoder},
     };
     return entries;

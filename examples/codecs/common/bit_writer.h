@@ -14,11 +14,10 @@ namespace codecs {
 
 class BitWriter {
   public:
-    BitWriter() { clear(); }
+    BitWriter() : bytes_(slack) { clear(); }
 
     // Begins anew.
     void clear() {
-        bytes_.resize(slack);
         bytes_[0] = 0;
         byte_ = bytes_.data();
         offset_ = 0;
