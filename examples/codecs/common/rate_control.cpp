@@ -49,17 +49,22 @@ double RateControl::step(PictureType type) const {
 
     const double share = std::clamp(1 - excess_ / (horizon_ * bitsPerPicture_), smallestShare, largestShare);
     double base = complexity / (share * horizon_ * bitsPerPicture_);
-    if (lastBase_ > 0) base = std::clamp(base, lastBase_ / largestChange, lastBase_ * largestChange);
+    if (known_[index]) base = std::clamp(base, lastBase_ / largestChange, lastBase_ * largestChange);
     return std::clamp(base * factors_[index], finest_, coarsest_);
 }
 
 void RateControl::update(PictureType type, double step, std::int64_t bits) {
     const auto index = static_cast<std::size_t>(type);
     const double complexity = static_cast<double>(bits) * step;
-    // The first picture of a type says more than any guess.
-    const double weight = known_[index] ? newWeight : 1.0;
-    complexities_[index] += weight * (complexity - complexities_[index]);
-    known_[index] = true;
+    if (known_[index]) {
+        complexities_[index] += newWeight * (complexity - complexities_[index]);
+    } else {
+        // The first picture of a type says more than the guesses, also about types to come.
+        const double ratio = complexity / complexities_[index];
+        for (std::size_t i = 0; i < known_.size(); ++i)
+            if (!known_[i]) complexities_[i] *= ratio;
+        known_[index] = true;
+    }
     excess_ += static_cast<double>(bits) - bitsPerPicture_;
     lastBase_ = step / factors_[index];
     sinceIntra_ = type == PictureType::intra ? 1 : sinceIntra_ + 1;

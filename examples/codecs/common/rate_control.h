@@ -37,7 +37,7 @@ class RateControl {
     std::array<double, 3> complexities_ = {};  // smoothed, by type
     std::array<bool, 3> known_ = {};
     double excess_ = 0;      // bits spent beyond the rate so far
-    double lastBase_ = 0;    // step of the last picture without its type's factor; 0 before the first
+    double lastBase_ = 0;    // step of the last picture without its type's factor
     double sinceIntra_ = 0;  // pictures since the last intra picture
 };
 

@@ -40,6 +40,7 @@ constexpr std::array<int, 4> shapeBits = {1, 3, 3, 9};
 constexpr int mostBits = 3200;
 constexpr std::size_t mostBytes = 512;  // of a macroblock, those of I_PCM included
 constexpr int pcmLevels = 16;
+constexpr int pcmBits = 384 * 8;
 
 // A candidate whose cost by transformed differences is higher than the best one's by more than such a factor is not worth
 // coding to find out.
@@ -102,6 +103,7 @@ void MacroblockEncoder::enter(int address) {
     motion_.enter(x_, y_, neighbours_);
     residual_.enter(source_, neighbours_);
     bestCost_ = std::numeric_limits<double>::max();
+    refused_ = false;
 }
 
 void MacroblockEncoder::encodeMacroblock() {
@@ -110,7 +112,7 @@ void MacroblockEncoder::encodeMacroblock() {
     } else if (!trySkip()) {
         searchShapes();
     }
-    if (bestCost_ == std::numeric_limits<double>::max()) tryPcm();
+    if (refused_) tryPcm();
     finish();
 }
 
@@ -132,7 +134,10 @@ void MacroblockEncoder::take(int extraBits) {
     if (!trial_->skipped) {
         BitCounter counter;
         putMacroblock(counter, *trial_, intraSlice_, neighbours_);
-        if (counter.bits() > mostBits) return;
+        if (counter.bits() > mostBits) {
+            refused_ = true;
+            return;
+        }
         bits += counter.bits();
     }
     judge(error + lambda_ * bits);
@@ -170,7 +175,7 @@ void MacroblockEncoder::finish() {
     clock_.enter(EncodeStage::decision);
 }
 
-// The samples as they are: where everything else has levels or a size that cannot be.
+// The samples as they are: for macroblocks that others have levels or sizes for that cannot be.
 void MacroblockEncoder::tryPcm() {
     trial_->kind = Kind::pcm;
     trial_->skipped = false;
@@ -180,7 +185,7 @@ void MacroblockEncoder::tryPcm() {
     copyBlock(source_.samples[0], source_.steps[0], trial_->luma.data(), 16, 16, 16);
     for (std::size_t plane = 0; plane < 2; ++plane)
         copyBlock(source_.samples[plane + 1], source_.steps[plane + 1], trial_->chroma[plane].data(), 8, 8, 8);
-    judge(0);
+    judge(lambda_ * pcmBits);
 }
 
 // ---- intra ------------------------------------------------------------------------------------------------------
@@ -194,7 +199,10 @@ void MacroblockEncoder::tryIntra(int bestInter) {
     const double limit = intraMargin * bestInter;
     if (cost16x16 > mostGain * limit) return;
     chooseIntraChroma();
-    if (chroma_.pattern < 0) return;
+    if (chroma_.pattern < 0) {
+        refused_ = true;
+        return;
+    }
     if (cost16x16 <= limit) tryIntra16x16();
     tryIntra4x4();
 }
@@ -251,7 +259,11 @@ void MacroblockEncoder::tryIntra16x16() {
     qvoiPredictIntra_16x16_H264_8u_C1IR(planes_[0], steps_[0], mode16x16_, flags);
     copyBlock(planes_[0], steps_[0], trial_->luma.data(), 16, 16, 16);
     clock_.enter(EncodeStage::transform);
-    if (residual_.codeLuma(*trial_)) take();
+    if (residual_.codeLuma(*trial_)) {
+        take();
+    } else {
+        refused_ = true;
+    }
     clock_.enter(EncodeStage::decision);
 }
 
@@ -421,7 +433,11 @@ void MacroblockEncoder::tryShape(Shape shape) {
     }
     predictShape(*trial_);
     clock_.enter(EncodeStage::transform);
-    if (residual_.codeLuma(*trial_) && residual_.codeChroma(*trial_)) take();
+    if (residual_.codeLuma(*trial_) && residual_.codeChroma(*trial_)) {
+        take();
+    } else {
+        refused_ = true;
+    }
     clock_.enter(EncodeStage::decision);
 }
 

@@ -77,6 +77,7 @@ class MacroblockEncoder {
     CodedMacroblock* trial_ = &candidates_[0];
     CodedMacroblock* best_ = &candidates_[1];
     double bestCost_ = 0;
+    bool refused_ = false;  // a trial had levels or a size that no macroblock may have
 
     // Found by the search: vectors and their predictions by shape, with their cost in transformed differences.
     struct ShapeMotion {
