@@ -97,6 +97,26 @@ QVO_API QvoStatus qvoiZigzagInvVertical_Compact_16s(const Qvo16s* pSrc, Qvo32s l
 QVO_API QvoStatus qvoiZigzagInv_Horizontal_16s(const Qvo16s* pSrc, Qvo16s* pDst);
 QVO_API QvoStatus qvoiZigzagInv_Vertical_16s(const Qvo16s* pSrc, Qvo16s* pDst);
 
+/* ---- texture encoding ---------------------------------------------------------------------------------------- */
+
+/* Write a block of a baseline H.263 picture (ITU-T H.263, 5.4) at the byte-stream position and advance it. The bits of
+ * the current byte before the position are kept; the bits behind the last code in the last byte become 0, and no byte
+ * beyond it is touched.
+ *
+ * Statuses: -8 a pointer (or *ppBitStream) is null; qvoStatusBitOffset (-105) the bit offset is not 0..7. */
+
+/* INTRADC: the low 8 bits of the quantised DC coefficient, except that 128 is written as 255. 0 is not checked for,
+ * though the standard has no code for it. */
+QVO_API QvoStatus qvoiEncode_IntraDCVLC_H263_16s1u(Qvo16s intraDC, Qvo8u** ppBitStream, Qvo32s* pBitOffset);
+
+/* TCOEF: the levels of a block in classical zigzag order (Table 16). An event without a code is written as an escape of
+ * 22 bits with the low 8 bits of the level: levels must lie in -127..127. Nothing is written for a block without levels.
+ *
+ * pBlock     64 levels in raster order
+ * intraFlag  not 0: the first position is 1, the DC coefficient being coded apart */
+QVO_API QvoStatus qvoiEncode_ACVLC_H263_16s1u(const Qvo16s* pBlock, Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                              Qvo32s intraFlag);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,5 +1,5 @@
 /* MPEG-4 Visual: texture decoding with AC/DC prediction and inverse quantisation, motion vectors, motion
- * compensation and padding, post-filters. */
+ * compensation and padding, post-filters; texture and motion vector encoding. */
 #ifndef QVOVC_MPEG4_H
 #define QVOVC_MPEG4_H
 
@@ -584,6 +584,108 @@ QVO_API QvoStatus qvoiFilterDeringingThresholdMB_MPEG4_8u(const Qvo8u* pSrcY, Qv
  * Statuses: -8 a pointer is null. */
 QVO_API QvoStatus qvoiFilterDeringingSmoothBlock_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst,
                                                           Qvo32s dstStep, Qvo32s QP, Qvo32s threshold);
+
+/* ---- texture encoding ---------------------------------------------------------------------------------------- */
+
+/* ISO/IEC 14496-2, 7.4.1: the quantised levels of one 8x8 block as codes of the texture syntax, what the decoders above
+ * read back. There are two families. Both give the same events the same codes, but for some of the escapes; they
+ * differ in what they check, in what they store, and in how they handle the DC coefficient:
+ *
+ *   qvoiEncode_*            write each code straight into the byte buffer and touch no byte that holds none of their
+ *                           bits. Their DC operation takes a difference of any size.
+ *   qvoiEncodeVLCZigzag_*   collect bits in a word of four bytes, which they store when it is full. What is left at the
+ *                           end they store as four bytes too: leave four writable bytes behind the last coded bit.
+ *                           They report every bad argument as -5.
+ *
+ * All take 64 levels in raster order, which they leave alone, and a byte-stream position (types.h), which they advance
+ * behind the block. The bits of the current byte before the position are kept; the bits behind the last code in the last
+ * byte (or in the last four bytes) become 0.
+ *
+ * An event without a code of its own (tables B-16 and B-17) is escaped. Of levels that exceed the 12 bits of the longest
+ * escape (-2048..2047, of which decoders refuse -2048) the low 12 bits are written. */
+
+/* Writes an intra DC difference (tables B-13 to B-15): the size code, a marker bit where the size exceeds 8, the
+ * difference. Note the place of the marker: the standard has it behind the difference, and the decoders look for it
+ * there. Sizes above 8 do not occur with 8-bit video.
+ *
+ * intraDC    difference, -4095..4095; of a larger one the low 12 bits are written as a difference of size 12
+ * blockType  qvoVideoChrominance writes the chrominance size code, any other value that of luminance
+ *
+ * Statuses: -8; -105 the bit offset is not 0..7. */
+QVO_API QvoStatus qvoiEncode_IntraDCVLC_MPEG4_16s1u(Qvo16s intraDC, Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                                    Qvo32s blockType);
+
+/* Write the levels of an intra block with table B-16 and of an inter block with table B-17. Nothing is written for a
+ * block without levels, which has no codes: mark it as not coded.
+ *
+ * scan    qvoScanZigzag, qvoScanVertical, any other value is taken for qvoScanHorizontal; inter blocks always take the
+ *         classical zigzag
+ * skipDC  not 0: the DC coefficient is coded apart (or not at all), the first position is 1
+ *
+ * A level that is too large for its run is escaped by type 1 where what exceeds the largest level with a code has a
+ * code, otherwise by type 3. A run without any code is escaped by type 2 where what exceeds the largest run of the level
+ * (and 1 more) has a code, otherwise by type 3. No other choice is tried, even where it would be shorter.
+ *
+ * Statuses: -8; -105 the bit offset is not 0..7. */
+QVO_API QvoStatus qvoiEncode_IntraACVLC_MPEG4_16s1u(const Qvo16s* pBlock, Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                                    Qvo32s scan, Qvo32s skipDC);
+QVO_API QvoStatus qvoiEncode_InterVLC_MPEG4_16s1u(const Qvo16s* pBlock, Qvo8u** ppBitStream, Qvo32s* pBitOffset);
+
+/* The family with an accumulator: IntraDCVLC writes pBlock[0] as a DC difference, then the levels from scan position 1
+ * on; IntraACVLC all levels with the same codes (table B-16); Inter all levels with table B-17 in classical zigzag
+ * order.
+ *
+ * scan       qvoScanZigzag, qvoScanVertical or qvoScanHorizontal
+ * coded      1: the block's levels are written (none if there are none), any other value: they are not. A DC difference
+ *            is always written.
+ * videoComp  qvoVideoChrominance writes the chrominance size code, qvoVideoLuminance and qvoVideoAlpha that of luminance
+ *
+ * The DC difference is written without a marker bit, so that it must lie in -255..255; of a larger magnitude the low 8
+ * bits count. An event without a code is escaped by type 1 if that is possible, otherwise by type 2 if possible,
+ * otherwise by type 3.
+ *
+ * Nothing is stored where nothing is written and the offset is 0. At any other offset the bits behind it and the next
+ * three bytes become 0.
+ *
+ * Statuses: -5 for every fault: a pointer, or the byte pointer behind ppBitStream, is null, the bit offset is not 0..7,
+ * scan or videoComp is none of the three. */
+QVO_API QvoStatus qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                                             const Qvo16s* pBlock, Qvo8u scan, Qvo8u coded,
+                                                             Qvo32s videoComp);
+QVO_API QvoStatus qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                                             const Qvo16s* pBlock, Qvo8u scan, Qvo8u coded);
+QVO_API QvoStatus qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
+                                                        const Qvo16s* pBlock, Qvo8u coded);
+
+/* ---- motion vector encoding ---------------------------------------------------------------------------------- */
+
+/* Writes the vectors of a P-VOP macroblock (ISO/IEC 14496-2, 6.2.6.2 and 7.6.3): of each vector the difference from its
+ * predictor, which qvoiFindMVpred_MPEG4 gives; of a difference the horizontal, then the vertical component, each as a
+ * motion code (table B-12) and, unless that is 0, a residual of fcode - 1 bits. Differences are taken modulo the range
+ * of fcode, -(16 << fcode) .. (16 << fcode) - 1.
+ *
+ * pMVCurMB    four vectors of this macroblock
+ * pMVLeftMB, pMVUpperMB, pMVUpperRightMB
+ *             four vectors each of the macroblocks to the left, above and above to the right, or null where one does not
+ *             exist
+ * pFlagCurMB  four flags of this macroblock
+ * pFlagLeftMB, pFlagUpperMB, pFlagUpperRightMB
+ *             flag words of the neighbours; never null
+ * fcode       vop_fcode_forward, 1..7
+ * mbType      qvoMbInter4V or qvoMbInter4VQ: the vectors of all blocks whose flag is not 0, in order. Any other type:
+ *             the first vector, unless the first flag is 0.
+ *
+ * The writer stores four bytes at a time: leave four writable bytes behind the last coded bit. Bits behind it become 0.
+ *
+ * Statuses: -5 for every fault: a pointer that may not be null is; the bit offset is not 0..7; fcode is outside 1..7;
+ * the first vector of this macroblock (the other three are not looked at) or one of a neighbour lies outside
+ * -(16 << fcode) .. 16 << fcode in a component, both included and whatever the flags say; a pointer to flags is not a
+ * multiple of 4. */
+QVO_API QvoStatus qvoiEncodeMV_MPEG4_8u16s(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const QvoMotionVector* pMVCurMB,
+                                           const QvoMotionVector* pMVLeftMB, const QvoMotionVector* pMVUpperMB,
+                                           const QvoMotionVector* pMVUpperRightMB, const Qvo8u* pFlagCurMB,
+                                           const Qvo8u* pFlagLeftMB, const Qvo8u* pFlagUpperMB,
+                                           const Qvo8u* pFlagUpperRightMB, Qvo32s fcode, Qvo32s mbType);
 
 #ifdef __cplusplus
 }

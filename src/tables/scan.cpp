@@ -32,4 +32,18 @@ const Qvo16s ownZigZagC[64] = {CLASSICAL_ZIGZAG};
 const Qvo16s ownZigZagV[64] = {ALTERNATE_VERTICAL};
 const Qvo16s ownZigZagH[64] = {ALTERNATE_HORIZONTAL};
 
+namespace {
+
+constexpr ScanOrder withPositions(ScanOrder order) {
+    for (Qvo8u position = 0; position < 64; ++position)
+        order.position[order.raster[position]] = position;
+    return order;
+}
+
+}  // namespace
+
+constexpr ScanOrder scanOrders[3] = {withPositions({{CLASSICAL_ZIGZAG}, {}}),
+                                     withPositions({{ALTERNATE_VERTICAL}, {}}),
+                                     withPositions({{ALTERNATE_HORIZONTAL}, {}})};
+
 }  // namespace qvovc

@@ -12,6 +12,16 @@ extern const Qvo16s ownZigZagC[64];  // classical zigzag
 extern const Qvo16s ownZigZagV[64];  // alternate vertical
 extern const Qvo16s ownZigZagH[64];  // alternate horizontal
 
+// A scan in both directions: raster[p] is the raster index of scan position p, position[r] the scan position of raster
+// index r.
+struct ScanOrder {
+    Qvo8u raster[64];
+    Qvo8u position[64];
+};
+
+// Indexed by the scan selector: qvoScanZigzag, qvoScanVertical, qvoScanHorizontal.
+extern const ScanOrder scanOrders[3];
+
 }  // namespace qvovc
 
 #endif
