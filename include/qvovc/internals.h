@@ -143,8 +143,8 @@ QVO_API extern const Qvo8u _qvoMVDTAB2[65][2];
 
 /* The steps of qvoiEncodeMV_MPEG4_8u16s (mpeg4.h). They check nothing and return qvoStatusOk.
  *
- * SendDiffMV writes a difference at a byte-stream position and advances it: F1 for an fcode of 1, Fn for one of 2..7. Four bytes are stored from the current one, and eight if the codes reach beyond these; the bits behind them become
- * 0.
+ * SendDiffMV writes a difference at a byte-stream position and advances it: F1 for an fcode of 1, Fn for one of 2..7.
+ * Four bytes are stored from the current one, and eight if the codes reach beyond these; the bits behind them become 0.
  *
  * scaleMV wraps a component of a difference into the range of fcode and splits it into motion code and residual. */
 QVO_API QvoStatus _qvoiSendDiffMV_F1_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const QvoMotionVector* pDiffMV);
