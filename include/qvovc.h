@@ -8,6 +8,7 @@
 #include "qvovc/types.h"
 
 #include "qvovc/core.h"
+#include "qvovc/dv.h"
 #include "qvovc/h263.h"
 #include "qvovc/h264.h"
 #include "qvovc/mpeg2.h"

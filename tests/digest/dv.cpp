@@ -1,0 +1,36 @@
+#include "digest/digest.h"
+#include "dv/encoder.h"
+
+namespace {
+
+const DigestEntry segments("qvoiDecodeSegment_DV", [](Digest& digest, Random& random) {
+    const dv::Table table;
+    for (int i = 0; i < 600; ++i) {
+        std::vector<std::uint8_t> bytes =
+            dv::encode(dv::randomSegment(random, random.range(500, 3000)), random).bytes;
+        if (i % 3 == 0) random.fill(bytes, 0, 255);
+        Qvo16s blocks[30 * 64];
+        QvoDVBlock reports[30];
+        (i % 2 ? qvoiDecodeSegment_DV_8u16s : qvoiDecodeSegmentQuantInv_DV_8u16s)(bytes.data(), blocks, reports,
+                                                                                  table);
+        digest.addAll(blocks, 30 * 64);
+        for (const QvoDVBlock& report : reports) {
+            for (const int value : {report.dctMode, report.classNumber, report.quantiser, report.errorStatus,
+                                    report.state, report.count})
+                digest.add(value);
+        }
+    }
+});
+
+const DigestEntry quantisers("qvoiQuantInv_DV", [](Digest& digest, Random& random) {
+    for (int i = 0; i < 1000; ++i) {
+        Qvo16s block[64];
+        random.fill(block, -255, 255);
+        if (i % 4 == 0) random.fill(block, -32768, 32767);
+        (i % 2 ? qvoiQuantInv_DV_16s_C1I : qvoiQuantInvWeight_DV_16s_C1I)(block, random.range(0, 15),
+                                                                          random.range(0, 3), random.range(0, 1));
+        digest.addAll(block, 64);
+    }
+});
+
+}  // namespace
