@@ -4,6 +4,7 @@
 #define QVOVC_SRC_CORE_BITS_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "qvovc/internals.h"
 #include "qvovc/types.h"
@@ -54,6 +55,51 @@ inline Qvo32s PutBits(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo32u code, Qvo3
     *pBitOffset = (offset + length) & 7;
     return moved;
 }
+
+// The bits that follow a byte-stream position. load() fetches five bytes, which is as far as a reader may look and
+// gives 33 bits at least; nothing is fetched again before fewer are left than the next code may have.
+class BitWindow {
+  public:
+    BitWindow(const Qvo8u* pByte, Qvo32s offset) : byte_(pByte), used_(offset) { load(); }
+
+    void load() {
+        byte_ += used_ >> 3;
+        used_ &= 7;
+        Qvo32u head;
+        std::memcpy(&head, byte_, sizeof head);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        head = __builtin_bswap32(head);
+#endif
+        bits_ = (static_cast<Bits>(head) << 8 | byte_[4]) << (24 + used_);
+    }
+    // Makes sure that at least n bits can be peeked at.
+    void need(Qvo32s n) {
+        if (used_ > 40 - n) load();
+    }
+    Qvo32u peek(Qvo32s n) const {
+        return static_cast<Qvo32u>(bits_ >> (64 - n));
+    }
+    void skip(Qvo32s n) {
+        bits_ <<= n;
+        used_ += n;
+    }
+    Qvo32u get(Qvo32s n) {
+        const Qvo32u value = peek(n);
+        skip(n);
+        return value;
+    }
+    void storePosition(Qvo8u** ppBitStream, Qvo32s* pBitOffset) const {
+        *ppBitStream = const_cast<Qvo8u*>(byte_ + (used_ >> 3));
+        *pBitOffset = used_ & 7;
+    }
+
+  private:
+    using Bits = unsigned long long;
+
+    const Qvo8u* byte_;  // the byte that the window was loaded from
+    Qvo32s used_;        // bits used since that byte's most significant bit
+    Bits bits_;          // the bits that follow, from the most significant bit
+};
 
 // ---- word streams ----
 

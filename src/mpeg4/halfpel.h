@@ -43,7 +43,7 @@ inline Qvo8u average(Qvo8u a, Qvo8u b) {
 
 // (a + b + c + d + 2 - rc) >> 2 likewise. Let ab, cd and pairs be 1 where the averages p of a and b, q of c and d,
 // and that of p and q are rounded up. The last one then is (a + b + c + d + ab + cd + 2 * pairs) / 4: one too large
-// where ab + cd + 2 * pairs exceeds 2 - rc.
+// where ab + cd + 2 * pairs exceeds 2 - rc. An rc of 2 makes both averages truncate.
 template <int rc>
 inline Qvo8u average(Qvo8u a, Qvo8u b, Qvo8u c, Qvo8u d) {
     const Qvo8u p = average<0>(a, b);
@@ -51,7 +51,7 @@ inline Qvo8u average(Qvo8u a, Qvo8u b, Qvo8u c, Qvo8u d) {
     const Qvo8u ab = a ^ b;
     const Qvo8u cd = c ^ d;
     const Qvo8u pairs = p ^ q;
-    const Qvo8u excess = rc == 0 ? pairs & (ab | cd) : pairs | (ab & cd);
+    const Qvo8u excess = rc == 0 ? pairs & (ab | cd) : rc == 1 ? pairs | (ab & cd) : pairs | ab | cd;
     return static_cast<Qvo8u>(average<0>(p, q) - (excess & 1));
 }
 

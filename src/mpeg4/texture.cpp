@@ -2,7 +2,8 @@
 #include <cstring>
 
 #include "core/arith.h"
-#include "mpeg4/quant.h"
+#include "core/bits.h"
+#include "mpeg4/block.h"
 #include "qvovc/core.h"
 #include "qvovc/internals.h"
 #include "qvovc/mpeg4.h"
@@ -14,51 +15,6 @@ using namespace qvovc;
 namespace {
 
 // ---- reading ----
-
-// The bits that follow a byte-stream position. load() fetches five bytes, which is as far as a reader may look and
-// gives 33 bits at least; nothing is fetched again before fewer are left than the next code may have.
-class BitWindow {
-  public:
-    BitWindow(const Qvo8u* pByte, Qvo32s offset) : byte_(pByte), used_(offset) { load(); }
-
-    void load() {
-        byte_ += used_ >> 3;
-        used_ &= 7;
-        Qvo32u head;
-        std::memcpy(&head, byte_, sizeof head);
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        head = __builtin_bswap32(head);
-#endif
-        bits_ = (static_cast<Bits>(head) << 8 | byte_[4]) << (24 + used_);
-    }
-    // Makes sure that at least n bits can be peeked at.
-    void need(Qvo32s n) {
-        if (used_ > 40 - n) load();
-    }
-    Qvo32u peek(Qvo32s n) const {
-        return static_cast<Qvo32u>(bits_ >> (64 - n));
-    }
-    void skip(Qvo32s n) {
-        bits_ <<= n;
-        used_ += n;
-    }
-    Qvo32u get(Qvo32s n) {
-        const Qvo32u value = peek(n);
-        skip(n);
-        return value;
-    }
-    void storePosition(Qvo8u** ppBitStream, Qvo32s* pBitOffset) const {
-        *ppBitStream = const_cast<Qvo8u*>(byte_ + (used_ >> 3));
-        *pBitOffset = used_ & 7;
-    }
-
-  private:
-    using Bits = unsigned long long;
-
-    const Qvo8u* byte_;  // the byte that the window was loaded from
-    Qvo32s used_;        // bits used since that byte's most significant bit
-    Bits bits_;          // the bits that follow, from the most significant bit
-};
 
 struct Event {
     Qvo32s last;
@@ -208,24 +164,12 @@ QvoStatus checkBlock(Qvo8u* const* ppBitStream, const Qvo32s* pBitOffset, const 
 
 // ---- blocks ----
 
-// In halves, because the compiler makes a slow string instruction of the whole.
-void zeroBlock(Qvo16s* pBlock) {
-    std::memset(pBlock, 0, 64);
-    std::memset(pBlock + 32, 0, 64);
-}
-
 const Qvo8u* scanTable(Qvo32s scan) {
     return scan == qvoScanVertical ? ZigzagV : scan == qvoScanHorizontal ? ZigzagH : ZigzagC;
 }
 
-// Quantises list entries from `first` on inversely, by H.263's method, to their places in a cleared block.
-void scatterH263(const CoefList& list, Qvo32s first, Qvo32s QP, Qvo16s* pBlock) {
-    const QuantH263 rule(QP);
-    for (Qvo32s i = first; i < list.count; ++i)
-        pBlock[list.index[i]] = static_cast<Qvo16s>(clipCoef(rule(list.level[i])));
-}
-
-// The same by the matrix method. Returns the sum of the results.
+// Quantises list entries inversely, by the matrix method, to their places in a cleared block. Returns the sum of the
+// results.
 Qvo32s ownvQuantInvInterQ_Compact_16s_I(const CoefList& list, Qvo32s QP, const Qvo8u* pQMatrix, Qvo16s* pBlock) {
     Qvo32s sum = 0;
     for (Qvo32s i = 0; i < list.count; ++i) {
@@ -244,18 +188,6 @@ Qvo32s ownvQuantInvIntraQ_AC_Compact_16s_I(const CoefList& list, Qvo32s QP, cons
         sum += coef;
     }
     return sum;
-}
-
-// The cheapest inverse DCT for a zigzag-scanned block with its last coefficient at the given scan position.
-void transformInter(Qvo16s* pBlock, Qvo32s lastPosition) {
-    const bool within4x4 = lastPosition < 10 || (lastPosition < 14 && pBlock[32] == 0) ||
-                           (lastPosition < 19 && (pBlock[4] | pBlock[5] | pBlock[12] | pBlock[32]) == 0);
-    if (lastPosition < 3)
-        qvoiDCT8x8Inv_2x2_16s_C1I(pBlock);
-    else if (within4x4)
-        qvoiDCT8x8Inv_4x4_16s_C1I(pBlock);
-    else
-        qvoiDCT8x8Inv_16s_C1I(pBlock);
 }
 
 // ---- intra blocks ----

@@ -4,80 +4,14 @@
 #include <cstring>
 
 #include "core/arith.h"
+#include "mpeg4/motion_code.h"
 #include "qvovc/mpeg4.h"
 
 using namespace qvovc;
 
 namespace {
 
-// ---- motion codes ----
-
-// A code of ISO/IEC 14496-2 Table B-12 without its sign bit.
-struct Code {
-    Qvo16s bits;
-    Qvo16s length;
-};
-
-// Indexed by the magnitude of motion_code.
-constexpr Code codes[] = {{1, 1},   {1, 2},  {1, 3},   {1, 4},   {3, 6},   {5, 7},   {4, 7},   {3, 7},   {11, 9},
-                          {10, 9},  {9, 9},  {17, 10}, {16, 10}, {15, 10}, {14, 10}, {13, 10}, {12, 10}, {11, 10},
-                          {10, 10}, {9, 10}, {8, 10},  {7, 10},  {6, 10},  {5, 10},  {4, 10},  {7, 11},  {6, 11},
-                          {5, 11},  {4, 11}, {3, 11},  {2, 11},  {3, 12},  {2, 12}};
-
-constexpr int peekLength = 12;  // bits of the longest code
-
-struct MotionCode {
-    Qvo16s magnitude;
-    Qvo16s length;
-};
-
-// What the peeks firstPeek, firstPeek + 2^shift, ... begin with.
-template <int entries>
-constexpr std::array<MotionCode, entries> expandCodes(int firstPeek, int shift) {
-    std::array<MotionCode, entries> table{};
-    for (int i = 0; i < entries; ++i) {
-        const int peek = firstPeek + (i << shift);
-        Qvo16s magnitude = 0;
-        while (peek >> (peekLength - codes[magnitude].length) != codes[magnitude].bits)
-            ++magnitude;
-        table[static_cast<std::size_t>(i)] = {magnitude, codes[magnitude].length};
-    }
-    return table;
-}
-
-// Codes longer than 7 bits and that of 7 lie below a peek of 128; the others are told apart by their first 7 bits.
-constexpr std::array<MotionCode, 126> tableB12_2 = expandCodes<126>(2, 0);
-constexpr std::array<MotionCode, 124> tableB12_128_5 = expandCodes<124>(128, 5);
-
-// A position held in locals until a whole vector is decoded.
-struct Position {
-    Qvo8u* byte;
-    Qvo32s offset;
-};
-
-// Reads one component's motion code and its residual: 12 + 1 + 6 bits behind an offset of 7 lie within four bytes,
-// the code itself within three. The fourth is left alone if the code is invalid, so that a stream cut anywhere needs
-// no more than four bytes of zeros behind it.
-QvoStatus readComponent(Position& position, Qvo32s residualBits, Qvo32s& difference) {
-    const Qvo8u* const p = position.byte;
-    const Qvo32u head =
-        static_cast<Qvo32u>(p[0]) << 24 | static_cast<Qvo32u>(p[1]) << 16 | static_cast<Qvo32u>(p[2]) << 8;
-    const Qvo32u peek = (head << position.offset) >> (32 - peekLength);
-    if (peek < 2) return qvoStatusMvVlc;
-    const MotionCode code = peek < 128 ? tableB12_2[peek - 2] : tableB12_128_5[(peek - 128) >> 5];
-    Qvo32s end = position.offset + code.length;
-    difference = 0;
-    if (code.magnitude != 0) {
-        const Qvo32u rest = (head | p[3]) << end;  // the sign, then the residual
-        const Qvo32u residual = (rest & 0x7FFFFFFF) >> (31 - residualBits);
-        const Qvo32s magnitude = ((code.magnitude - 1) << residualBits) + static_cast<Qvo32s>(residual) + 1;
-        difference = rest >> 31 != 0 ? -magnitude : magnitude;
-        end += 1 + residualBits;
-    }
-    position.byte += end >> 3;
-    position.offset = end & 7;
-    return qvoStatusOk;
-}
+// ---- differentials ----
 
 struct Difference {
     Qvo32s dx;
@@ -87,8 +21,8 @@ struct Difference {
 // Reads the two components of a differential; the caller's position moves only if both are valid.
 QvoStatus readDifference(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo32s fcode, Difference& difference) {
     Position position = {*ppBitStream, *pBitOffset};
-    if (const QvoStatus status = readComponent(position, fcode - 1, difference.dx)) return status;
-    if (const QvoStatus status = readComponent(position, fcode - 1, difference.dy)) return status;
+    if (!readComponent(position, fcode - 1, difference.dx)) return qvoStatusMvVlc;
+    if (!readComponent(position, fcode - 1, difference.dy)) return qvoStatusMvVlc;
     *ppBitStream = position.byte;
     *pBitOffset = position.offset;
     return qvoStatusOk;
@@ -136,12 +70,6 @@ struct Surroundings {
 
 using Candidates = std::array<QvoMotionVector, 3>;
 
-Qvo16s median(Qvo16s a, Qvo16s b, Qvo16s c) {
-    const Qvo16s low = a < b ? a : b;
-    const Qvo16s high = a < b ? b : a;
-    return c < low ? low : c > high ? high : c;
-}
-
 QvoMotionVector predict(const Surroundings& from, Qvo32s block, Candidates& candidates) {
     const auto other = [](const QvoMotionVector* macroblock, int i) { return macroblock ? macroblock + i : nullptr; };
     const auto own = [&](int i) { return from.currentFlags[i] ? from.current + i : nullptr; };
@@ -164,8 +92,7 @@ QvoMotionVector predict(const Surroundings& from, Qvo32s block, Candidates& cand
         ++count;
     }
     if (count == 1) return only;
-    const auto& [a, b, c] = candidates;
-    return {median(a.dx, b.dx, c.dx), median(a.dy, b.dy, c.dy)};
+    return median(candidates[0], candidates[1], candidates[2]);
 }
 
 // Puts the predictor of a block in the place of its vector.

@@ -42,5 +42,6 @@ constexpr TcoefTable build(const VlcCode (&codes)[102], const Qvo8u (&lmax0)[run
 
 constexpr TcoefTable tableB16 = build(vlc_TB16, LMAX_Intra_0, LMAX_Intra_1);
 constexpr TcoefTable tableB17 = build(vlc_TB17, LMAX_Inter_0, LMAX_Inter_1);
+constexpr TcoefTable tableI2 = build(vlc_TI2, LMAX_AnnexI_0, LMAX_AnnexI_1);
 
 }  // namespace qvovc

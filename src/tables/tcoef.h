@@ -1,5 +1,5 @@
-// Look-up tables for decoding the texture coefficients of ISO/IEC 14496-2: tables B-16 (intra) and B-17 (inter) by
-// the 12 bits at the reading position, and the limits of the escapes.
+// Look-up tables for decoding texture coefficients by the 12 bits at the reading position, with the limits of the
+// escapes: ISO/IEC 14496-2 tables B-16 (intra) and B-17 (inter, and H.263 table 16), ITU-T H.263 table I.2.
 #ifndef QVOVC_SRC_TABLES_TCOEF_H
 #define QVOVC_SRC_TABLES_TCOEF_H
 
@@ -39,6 +39,7 @@ struct TcoefTable {
 
 extern const TcoefTable tableB16;
 extern const TcoefTable tableB17;
+extern const TcoefTable tableI2;
 
 }  // namespace qvovc
 
