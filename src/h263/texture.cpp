@@ -265,14 +265,15 @@ QvoStatus qvoiDecodeBlockCoef_Inter_H263_1u16s(Qvo8u** ppBitStream, Qvo32s* pBit
                                                Qvo32s modQuant) {
     if (const QvoStatus status = checkBlock(ppBitStream, pBitOffset, pDst, QP)) return status;
     CoefList list;
-    list.count = 0;
-    Qvo32s lastPosition = 0;
+    Qvo32s count = 0, lastPosition = 0;
     const QvoStatus status = readInter(ppBitStream, pBitOffset, modQuant, [&](Qvo32s position, Qvo16s level) {
-        list.level[list.count] = level;
-        list.index[list.count++] = ZigzagC[position];
+        list.level[count] = level;
+        list.index[count] = ZigzagC[position];
+        ++count;
         lastPosition = position;
     });
     if (status != qvoStatusOk) return status;
+    list.count = count;
 
     if (lastPosition == 0) {
         const Qvo32s coef = clipCoef(QuantH263(QP)(list.level[0]));
