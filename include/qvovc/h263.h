@@ -1,5 +1,5 @@
 /* H.263: macroblock headers, motion vectors, texture decoding with advanced intra coding and inverse quantisation,
- * prediction, frame expansion and deblocking. */
+ * prediction, frame expansion and deblocking; forward quantisation and texture encoding. */
 #ifndef QVOVC_H263_H
 #define QVOVC_H263_H
 
@@ -393,6 +393,26 @@ QVO_API QvoStatus qvoiZigzagInvHorizontal_Compact_16s(const Qvo16s* pSrc, Qvo32s
 QVO_API QvoStatus qvoiZigzagInvVertical_Compact_16s(const Qvo16s* pSrc, Qvo32s len, Qvo16s* pDst);
 QVO_API QvoStatus qvoiZigzagInv_Horizontal_16s(const Qvo16s* pSrc, Qvo16s* pDst);
 QVO_API QvoStatus qvoiZigzagInv_Vertical_16s(const Qvo16s* pSrc, Qvo16s* pDst);
+
+/* ---- forward quantisation ------------------------------------------------------------------------------------ */
+
+/* Quantise a forward-transformed block in place (ITU-T H.263 leaves the rule to the encoder): products computed from
+ * left to right with a mantissa of 64 bits, cut to integers and limited to -2047..2047.
+ *
+ *   intra  c * (0.5 / QP)
+ *   inter  c * (0.5 / QP), less 0.25 toward zero: a wider zone around zero gives 0
+ *
+ * For QP up to 31 these are the integers |c| / (2 QP) and (|c| - QP / 2) / (2 QP), truncated, with the sign of c; some
+ * larger quantisers make whole quotients one smaller.
+ *
+ * pSrcDst  64 coefficients in raster order, which become levels; the intra form leaves the DC coefficient alone
+ * QP       1 or more
+ * pLast    receives the highest raster index, not scan position, of a level other than 0, -1 if there is none; the DC
+ *          coefficient of the intra form does not count
+ *
+ * Statuses: -8 a pointer is null; qvoStatusQpRange (-76) QP < 1. */
+QVO_API QvoStatus qvoiQuantIntra_H263_C1I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s* pLast);
+QVO_API QvoStatus qvoiQuant_H263_C1I(Qvo16s* pSrcDst, Qvo32s QP, Qvo32s* pLast);
 
 /* ---- texture encoding ---------------------------------------------------------------------------------------- */
 

@@ -152,6 +152,12 @@ QVO_API QvoStatus _qvoiSendDiffMV_Fn_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffs
                                            Qvo32s fcode);
 QVO_API QvoStatus _qvoiscaleMV(Qvo32s* pMotionCode, Qvo32s* pResidual, Qvo16s difference, Qvo32s fcode);
 
+/* ---- MPEG-4 forward quantisation ---- */
+
+/* Reciprocals of the quantisers 1..31, 2^18 / QP rounded down plus one; entry 0 is 0. A product with entry QP, shifted
+ * right by 19, is a division by 2 QP. */
+QVO_API extern const Qvo32s _qvoiRQPTab[32];
+
 /* ---- MPEG-1/2 metrics ---- */
 
 /* Sum of absolute differences of 16x16 samples from a reference at full-pel position; steps in bytes, not checked.

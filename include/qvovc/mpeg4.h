@@ -1,5 +1,5 @@
 /* MPEG-4 Visual: texture decoding with AC/DC prediction and inverse quantisation, motion vectors, motion
- * compensation and padding, post-filters; texture and motion vector encoding. */
+ * compensation and padding, post-filters; forward quantisation, texture and motion vector encoding. */
 #ifndef QVOVC_MPEG4_H
 #define QVOVC_MPEG4_H
 
@@ -584,6 +584,126 @@ QVO_API QvoStatus qvoiFilterDeringingThresholdMB_MPEG4_8u(const Qvo8u* pSrcY, Qv
  * Statuses: -8 a pointer is null. */
 QVO_API QvoStatus qvoiFilterDeringingSmoothBlock_MPEG4_8u(const Qvo8u* pSrc, Qvo32s srcStep, Qvo8u* pDst,
                                                           Qvo32s dstStep, Qvo32s QP, Qvo32s threshold);
+
+/* ---- forward quantisation and transform-reconstruct ----------------------------------------------------------- */
+
+/* For encoders: coefficients of the forward DCT (transform.h) become the levels that are coded. Blocks are 64 values in
+ * raster order, "/" truncates toward zero, and the sign of a coefficient is its level's. There are two families, which
+ * do not give the same levels; those for H.263 are in h263.h. */
+
+/* Quantise a block in place by integers. No level is beyond -127..127.
+ *
+ * pSrcDst     coefficients in, levels out
+ * QP          1..31
+ * blockIndex  0..3 luminance, 4 and 5 chrominance, 6..9 as luminance: which scaler the DC coefficient has
+ * pQMatrix    64 weights W in raster order and behind them 64 reciprocals R, 2^21 / W; or null for the method of H.263.
+ *             W[0] * R[0] has to be 2^21, which a power of two as the first weight fulfils; nothing else is checked.
+ *
+ *   intra DC       (DC + scaler / 2) / scaler, limited to 1..254
+ *   H.263, intra   |c| / (2 QP)
+ *   H.263, inter   (|c| - QP / 2) / (2 QP); 0 for |c| < 2 QP + QP / 2
+ *   matrix, intra  0 for |c| < (5 QP - 4) W >> 6; else (k + ((3 QP + 2) >> 2)) / (2 QP), where k is
+ *                  (W / 2 + 16 |c|) * R >> 21, 2047 at most
+ *   matrix, inter  0 for |c| <= (4 QP - 1) W >> 5; else k / (2 QP), where k has no limit
+ *
+ * Divisions by 2 QP are products with _qvoiRQPTab (internals.h), shifted right by 19, for coefficients of 16 bits too
+ * without leaving any bits out. Decoders see what they expect where both sides have the same weights, 1..255
+ * (ISO/IEC 14496-2, 7.4.4).
+ *
+ * Statuses: -5 pSrcDst is null, QP, blockIndex, or a matrix that is not valid. */
+QVO_API QvoStatus qvoiQuantIntra_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo8u QP, Qvo32s blockIndex, const Qvo32s* pQMatrix);
+QVO_API QvoStatus qvoiQuantInter_MPEG4_16s_I(Qvo16s* pSrcDst, Qvo8u QP, const Qvo32s* pQMatrix);
+
+/* Quantise a block in place by products with floats, computed from left to right with a mantissa of 64 bits and cut to
+ * integers. No level is beyond -2047..2047.
+ *
+ * pSrcDst   coefficients in, levels out; the intra form leaves the DC coefficient alone
+ * QP        1 or more
+ * pQMatrix  64 factors m in raster order, usually 1 / weight. One that is infinite or no number counts as far below
+ *           zero for coefficients other than 0 as soon as a product is no number.
+ * pLast     receives the highest raster index, not scan position, of a level other than 0, -1 if there is none; the DC
+ *           coefficient of the intra form does not count
+ *
+ *   intra  c * (8 / QP) * m, plus 0.5 for c > 0, minus 0.5 for c < 0
+ *   inter  c * (8 / QP) * m
+ *
+ * Statuses: -8 a pointer is null; -104 QP < 1. */
+QVO_API QvoStatus qvoiQuantIntra_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const float* pQMatrix, Qvo32s* pLast);
+QVO_API QvoStatus qvoiQuant_MPEG4_16s_C1I(Qvo16s* pSrcDst, Qvo32s QP, const float* pQMatrix, Qvo32s* pLast);
+
+/* A block of an inter macroblock: forward DCT (qvoiDCT8x8Fwd_16s_C1), qvoiQuantInter_MPEG4_16s_I, inverse quantisation
+ * as in qvoiQuantInvInter_MPEG4_16s_I, inverse DCT (qvoiDCT8x8Inv_16s_C1). The block decoders of this library take
+ * shorter inverse transforms where a block has few coefficients, which may differ by one in a sample.
+ *
+ * pSrc      64 residuals
+ * pDst      receives the 64 levels
+ * pRec      receives the 64 reconstructed residuals, not saturated; may be pSrc
+ * QP        1..31
+ * pQMatrix  weights and reciprocals as above, or null
+ *
+ * Statuses: -5 pSrc, pDst or pRec is null or not a multiple of 8, QP, or a matrix that is not valid. */
+QVO_API QvoStatus qvoiTransRecBlockCoef_inter_MPEG4(const Qvo16s* pSrc, Qvo16s* pDst, Qvo16s* pRec, Qvo8u QP,
+                                                    const Qvo32s* pQMatrix);
+
+/* Where an intra block is predicted from, and whether its AC differences are there. Values of 2 and 3 say from above:
+ * code >> 1 is 1 for above and 0 for left. */
+enum {
+    qvoTransRecLeft = 0,    /* the neighbour on the left; no AC differences */
+    qvoTransRecLeftAC = 1,  /* the neighbour on the left, with the differences of the first column */
+    qvoTransRecAboveAC = 2, /* the neighbour above, with the differences of the first row */
+    qvoTransRecAbove = 3    /* the neighbour above; no AC differences */
+};
+
+/* The gain of a macroblock that has to do without AC prediction. */
+enum { qvoACPredictionOff = -10000 };
+
+/* A block of an intra macroblock: forward DCT (qvoiDCT8x8Fwd_8u16s_C1R), qvoiQuantIntra_MPEG4_16s_I, the choice of the
+ * neighbour to predict from, the AC differences if they are wanted, inverse quantisation as in
+ * qvoiQuantInvIntra_MPEG4_16s_I, inverse DCT (qvoiDCT8x8Inv_16s8u_C1R).
+ * qvoiDecodeBlockCoef_Intra_MPEG4_1u8u reconstructs the same pixels from what is coded.
+ *
+ * pSrc        8x8 pixels
+ * pDst        receives the 64 levels, none of them predicted yet: pDst[0] is the quantised DC coefficient, 1..254
+ * pRec        receives the 8x8 reconstructed pixels; may be pSrc
+ * pPredAbove  values of the block above: entry 0 its reconstructed DC coefficient (negative: not available, as outside
+ *             the picture or the video packet or not intra), entries 1..7 its first-row levels; entry -8 the DC
+ *             coefficient of the block above and to the left. Only read, as pPredLeft is.
+ * pPredLeft   likewise of the block to the left: entry 0 its DC coefficient, entries 1..7 its first-column levels. For
+ *             block 3 the values of the block above are read from entries -8..-1 of this buffer in place of
+ *             pPredAbove[0..7].
+ * pACPred     8 entries: receives one of the four codes above and, with a code that says so, seven AC differences. Some
+ *             entries may be written without it.
+ * pACGain     gain of AC prediction over the macroblock: set it to 0 before its first block, or to qvoACPredictionOff if
+ *             AC prediction is not wanted. With differences, grows by the sum of |level| - |difference|; becomes
+ *             qvoACPredictionOff when a difference is beyond -127..127.
+ * blockIndex  0..3 luminance, 4 and 5 chrominance. 6..9 have the DC scaler of chrominance here, but that of luminance
+ *             in qvoiQuantIntra_MPEG4_16s_I and in the block decoder, which will not reconstruct the same from them.
+ * QP          1..31
+ * pQPBuf      quantisers of the macroblocks to the left [0] and above [1], not checked; read where the neighbour lies
+ *             there and is available
+ * srcStep, recStep  bytes from row to row: at least 8, a multiple of 8
+ * pQMatrix    weights and reciprocals as above, or null
+ *
+ * With A, B, C the DC coefficients to the left, above left and above, each 1024 if negative, the block is predicted
+ * from above where |A - B| < |B - C| and from the left otherwise. To write it, an encoder
+ *
+ *   - codes pDst[0] - (P + scaler / 2) / scaler as the DC difference, where P is A or C as the code says: always;
+ *   - decides, when all blocks of the macroblock are there, about AC prediction: worthwhile for a gain above 0. If so,
+ *     blocks with codes 1 and 2 take the differences in place of their first-column or first-row levels, and all
+ *     blocks are scanned by direction: from the left qvoScanVertical, from above qvoScanHorizontal, with codes 0 and 3
+ *     as well. If not, the levels are coded as they are, in zigzag order;
+ *   - keeps the DC coefficient min(pDst[0] * scaler, 2047) and the first row and column of pDst for the blocks to come.
+ *
+ * A neighbour's levels are scaled by its quantiser / QP before the difference is taken, half away from zero, if the two
+ * differ. Levels are reconstructed as |level| * QP * W >> 3 with the matrix, whose mismatch control sums up the clipped
+ * coefficients. A block without coded AC levels may be decoded by qvoiDecodeBlockCoef_IntraDCOnly_MPEG4_1u8u.
+ *
+ * Statuses: -5 a pointer other than pQMatrix is null; pSrc, pDst or pRec is not a multiple of 8; blockIndex; QP; a
+ * step; or a matrix that is not valid. */
+QVO_API QvoStatus qvoiTransRecBlockCoef_intra_MPEG4(const Qvo8u* pSrc, Qvo16s* pDst, Qvo8u* pRec,
+                                                    const Qvo16s* pPredAbove, const Qvo16s* pPredLeft, Qvo16s* pACPred,
+                                                    Qvo32s* pACGain, Qvo32s blockIndex, Qvo8u QP, const Qvo8u* pQPBuf,
+                                                    Qvo32s srcStep, Qvo32s recStep, const Qvo32s* pQMatrix);
 
 /* ---- texture encoding ---------------------------------------------------------------------------------------- */
 

@@ -8,19 +8,13 @@ namespace {
 
 // ---- AC prediction ----
 
-// A neighbour's level, scaled from its quantiser to this block's: half away from zero, kept in 16 bits.
-Qvo32s scaledPredictor(Qvo32s predictor, Qvo32s QP, Qvo32s predQP) {
-    if (QP == predQP) return predictor;
-    return wrap16((predictor * predQP + sign(predictor) * (QP / 2)) / QP);
-}
-
-// The first row (stride 1) or column (stride 8) of a raster block.
+// Scaled predictors are kept in 16 bits. First the first row (stride 1) or column (stride 8) of a raster block.
 template <int stride>
 void predictAC(Qvo16s* pBlock, const Qvo16s* pPredictor, Qvo32s QP, Qvo32s predQP) {
     for (int i = 1; i < 8; ++i) {
         if (pPredictor[i] == 0) continue;
         Qvo16s& level = pBlock[i * stride];
-        level = static_cast<Qvo16s>(clipCoef(level + scaledPredictor(pPredictor[i], QP, predQP)));
+        level = static_cast<Qvo16s>(clipCoef(level + wrap16(scaledPredictor(pPredictor[i], QP, predQP))));
     }
 }
 
@@ -36,7 +30,7 @@ void ownvPredictAC_Horz_16s_I(Qvo16s* pBlock, const Qvo16s* pPredictor, Qvo32s Q
 template <int stride>
 void predictACCompact(CoefList& list, const CoefMap& map, Qvo16s* pBuffer, Qvo32s QP, Qvo32s predQP) {
     for (int i = 1; i < 8; ++i) {
-        const Qvo32s predictor = scaledPredictor(pBuffer[i], QP, predQP);
+        const Qvo32s predictor = wrap16(scaledPredictor(pBuffer[i], QP, predQP));
         Qvo32s entry = map[i * stride];
         if (pBuffer[i] != 0) {
             if (entry != 0) {

@@ -33,6 +33,12 @@ inline Qvo32s quantisedDC(Qvo32s difference, Qvo32s predictor, Qvo32s scaler) {
     return clipCoef(wrap16(difference + (predictor + scaler / 2) / scaler));
 }
 
+// A neighbour's level, scaled from its quantiser to this block's: half away from zero.
+inline Qvo32s scaledPredictor(Qvo32s predictor, Qvo32s QP, Qvo32s predQP) {
+    if (QP == predQP) return predictor;
+    return (predictor * predQP + sign(predictor) * (QP / 2)) / QP;
+}
+
 // Products below are of two 16-bit numbers, which vector units have even where they lack the product of 32-bit ones.
 
 // The method of H.263: 2 QP |L| + QP, minus one where QP is even, with the sign of L.
