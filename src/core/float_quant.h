@@ -14,11 +14,20 @@ constexpr Qvo32s maxFloatLevel = 2047;
 
 // The definition: every step is rounded to the mantissa of a long double. Rounding adds 0.5, less for c <= 0.
 template <bool rounding>
-inline Qvo32s exactFloatLevel(Qvo32s c, long double scale, float m) {
-    long double x = c * scale * m;
-    if (rounding) x += c > 0 ? 0.5L : -0.5L;
+inline long double exactProduct(Qvo32s c, long double scale, float m) {
+    const long double x = c * scale * m;
+    return !rounding ? x : c > 0 ? x + 0.5L : x - 0.5L;
+}
+
+inline Qvo32s limitedLevel(long double x) {
     if (!(x > -maxFloatLevel)) return -maxFloatLevel;
     return x < maxFloatLevel ? static_cast<Qvo32s>(x) : maxFloatLevel;
+}
+
+// The integer that x is cut to, one of two neighbours: comparing is faster than converting.
+inline Qvo32s cutToEither(long double x, Qvo32s a, Qvo32s b) {
+    const Qvo32s low = a < b ? a : b, high = a < b ? b : a;
+    return high > 0 ? (x >= high ? high : low) : x <= low ? low : high;
 }
 
 // The levels of a block, c * (numerator / QP) * m with numerator 8 or 16, not limited yet. The definition is slow, and
@@ -50,7 +59,10 @@ inline void floatLevels(const Qvo16s* pSrc, Qvo32s QP, const float* matrix, Qvo3
     if (!differ) return;
     const long double scale = static_cast<long double>(numerator) / QP;
     for (Qvo32s i = 0; i < 64; ++i) {
-        if (tooLarge || levels[i] != upper[i]) levels[i] = exactFloatLevel<rounding>(pSrc[i], scale, matrix[i]);
+        if (tooLarge)
+            levels[i] = limitedLevel(exactProduct<rounding>(pSrc[i], scale, matrix[i]));
+        else if (levels[i] != upper[i])
+            levels[i] = cutToEither(exactProduct<rounding>(pSrc[i], scale, matrix[i]), levels[i], upper[i]);
     }
 }
 
