@@ -252,7 +252,7 @@ TEST(Mpeg4Decoder, ShowsPicturesInOrder) {
     stream.vop(2, 2);
     stream.bits("111111");    // direct, skipped: the average of both
     stream.skippedVop(12);    // in the next second
-    stream.vop(1, 2, false);  // a placeholder shows nothing
+    stream.vop(1, 2, false);  // not coded: shows nothing
     stream.group(60);
     stream.intraVop(3, ramp);
     Levels average;

@@ -1,56 +1,36 @@
-#include <vector>
-
 #include "digest/digest.h"
-#include "qvovc.h"
 
 namespace {
+
+using namespace drawn;
 
 const DigestEntry putBits("qvoiPutBits", [](Digest& digest, Random& random) {
     for (auto writer : {&qvoiPutBitsLeftMost, &qvoiPutBitsRightMost}) {
         std::vector<Qvo32u> words(2000);
         Qvo32u* position = words.data();
         Qvo32u left = 32;
-        for (int i = 0; i < 1900; ++i) {
+        for (int i = 0; i < 1900; ++i)
             writer(&position, &left, static_cast<Qvo32s>(random.next()), static_cast<Qvo32u>(random.range(1, 32)));
-        }
         digest.addAll(words.data(), words.size());
     }
 });
 
-const DigestEntry mulC("qvosMulC_16s_ISfs", [](Digest& digest, Random& random) {
-    std::vector<Qvo16s> v(64);
-    for (Qvo32s scale = -20; scale <= 33; ++scale) {
-        for (int i = 0; i < 50; ++i) {
-            random.fill(v, -32768, 32767);
-            qvosMulC_16s_ISfs(static_cast<Qvo16s>(random.next()), v.data(), 64, scale);
-            digest.addAll(v.data(), v.size());
-        }
-    }
-});
+const Words words{64, -32768, 32767}, small{64, -3, 3};
+const Bytes source{400, 0, 255}, target{400, 0, 0};
+const Number size{1, 9}, step{20, 20};
 
-const DigestEntry vectors("qvos and qvoi services", [](Digest& digest, Random& random) {
-    std::vector<Qvo8u> source(400), bytes(400);
-    std::vector<Qvo16s> words(64);
-    for (int i = 0; i < 200; ++i) {
-        random.fill(source, 0, 255);
-        random.fill(words, -3, 3);
-        const Qvo32s width = random.range(1, 9), height = random.range(1, 9), level = random.range(-2, 2);
-        Qvo32u zeros = 0;
-        qvoiCountZeros8x8_16s_C1(words.data(), &zeros);
-        digest.add(zeros);
-        qvosThreshold_16s_I(words.data(), 64, static_cast<Qvo16s>(level), i % 2 ? 4 : i);
-        qvosSet_16s(static_cast<Qvo16s>(i), words.data() + 40, width);
-        qvosZero_16s(words.data() + 50, height);
-        digest.addAll(words.data(), words.size());
-        qvosCopy_8u(source.data(), bytes.data(), random.range(1, 400));
-        qvosSet_8u(static_cast<Qvo8u>(i), bytes.data(), random.range(1, 30));
-        qvoiSet_8u_C1R(static_cast<Qvo8u>(i + 1), bytes.data() + 7, 20, width, height);
-        qvoiCopyBlock_8x8_8u(source.data(), 19, bytes.data() + 3, 20);
-        qvoiCopyBlock_16x16_8u(source.data() + 8, 20, bytes.data() + 31, 18);
-        qvoiMCBlock_RoundOff_8u(source.data(), 20, bytes.data() + 160, 16, random.range(-1, 4));
-        qvoiMCBlock_RoundOn_8u(source.data(), 20, bytes.data() + 168, 16, random.range(-1, 4));
-        digest.addAll(bytes.data(), bytes.size());
-    }
-});
+const DigestEntry services[] = {
+    calls("qvosMulC_16s_ISfs", qvosMulC_16s_ISfs, Number{0, 0, 100}, words, Number{64, 64}, Number{-20, 33}),
+    calls("qvoiCountZeros8x8_16s_C1", qvoiCountZeros8x8_16s_C1, small, Memory<Qvo32u>{1, 0, 0}),
+    calls("qvosThreshold_16s_I", qvosThreshold_16s_I, small, Number{64, 64}, Number{-2, 2}, Number{0, 9}),
+    calls("qvosSet_16s", qvosSet_16s, Number{0, 9}, words, size),
+    calls("qvosZero_16s", qvosZero_16s, words, size),
+    calls("qvosCopy_8u", qvosCopy_8u, source, target, Number{1, 400}),
+    calls("qvosSet_8u", qvosSet_8u, Number{0, 255}, target, size),
+    calls("qvoiSet_8u_C1R", qvoiSet_8u_C1R, Number{0, 255}, target, step, size, size),
+    calls("qvoiCopyBlock_8x8_8u", qvoiCopyBlock_8x8_8u, source, step, target, step),
+    calls("qvoiCopyBlock_16x16_8u", qvoiCopyBlock_16x16_8u, source, step, target, step),
+    calls("qvoiMCBlock_RoundOff_8u", qvoiMCBlock_RoundOff_8u, source, step, target, step, Number{-1, 4}),
+    calls("qvoiMCBlock_RoundOn_8u", qvoiMCBlock_RoundOn_8u, source, step, target, step, Number{-1, 4})};
 
 }  // namespace

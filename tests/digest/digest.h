@@ -5,7 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <tuple>
+#include <vector>
 
+#include "qvovc.h"
 #include "support/random.h"
 
 class Digest {  // FNV-1a, 64 bits, over the values' little-endian bytes
@@ -19,7 +23,8 @@ class Digest {  // FNV-1a, 64 bits, over the values' little-endian bytes
     }
     template <class T>
     void addAll(const T* values, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) add(values[i]);
+        for (std::size_t i = 0; i < count; ++i)
+            add(values[i]);
     }
     std::uint64_t value() const { return hash_; }
 
@@ -27,11 +32,89 @@ class Digest {  // FNV-1a, 64 bits, over the values' little-endian bytes
     std::uint64_t hash_ = 0xCBF29CE484222325u;
 };
 
-using DigestFunction = void (*)(Digest&, Random&);
+using DigestFunction = std::function<void(Digest&, Random&)>;
 
 // static const DigestEntry entry("qvoiVariance16x16_8u32s", [](Digest& digest, Random& random) {...});
 struct DigestEntry {
     DigestEntry(const char* name, DigestFunction function);
 };
+
+// Entries that call one operation again and again, with arguments drawn anew each time.
+namespace drawn {
+
+// A number from low to high or, in `wild` per cent of the calls, any of 32 bits.
+struct Number {
+    int low, high, wild = 0;
+    Qvo32s draw(Random& random) {
+        return random.chance(wild) ? static_cast<Qvo32s>(random.next()) : random.range(low, high);
+    }
+    void addTo(Digest&) const {}
+};
+
+// `count` elements of some range from low to high, at times with many zeros; the argument points to the one at `at` or,
+// in `null` per cent of the calls, is null. What they hold after the call enters the digest.
+template <class T>
+struct Memory {
+    std::size_t count;
+    int low, high;
+    std::size_t at = 0;
+    int null = 0;
+    std::vector<T> data = {};
+
+    T* draw(Random& random) {
+        data.resize(count);
+        const int a = random.range(low, high), b = random.range(low, high);
+        const int zeros = random.chance(50) ? random.range(0, 95) : 0;
+        random.fill(data, a < b ? a : b, a < b ? b : a);
+        for (T& e : data)
+            if (random.chance(zeros)) e = 0;
+        return random.chance(null) ? nullptr : data.data() + at;
+    }
+    void addTo(Digest& digest) const { digest.addAll(data.data(), data.size()); }
+};
+using Bytes = Memory<Qvo8u>;
+using Words = Memory<Qvo16s>;
+
+template <class Result, class... P, class... A>
+DigestEntry calls(const char* name, Result (*operation)(P...), A... drawn) {
+    return DigestEntry(name, [=](Digest& digest, Random& random) {
+        std::tuple<A...> arguments(drawn...);
+        for (int round = 0; round < 1000; ++round) {
+            std::apply(
+                [&](A&... a) {
+                    const std::tuple<P...> values{static_cast<P>(a.draw(random))...};  // in this order
+                    digest.add(static_cast<int>(std::apply(operation, values)));
+                    (a.addTo(digest), ...);
+                },
+                arguments);
+        }
+    });
+}
+
+// Operations on byte streams as functions of the first byte and the bit offset, which tell how far they got.
+template <auto operation>
+struct OnStream;
+template <class... P, QvoStatus (*operation)(Qvo8u**, Qvo32s*, P...)>
+struct OnStream<operation> {
+    static int call(Qvo8u* bytes, Qvo32s offset, P... p) {
+        Qvo8u* position = bytes;
+        const int status = operation(&position, &offset, p...);
+        return status * 10000 + 8 * static_cast<int>(position - bytes) + offset;
+    }
+};
+
+// Bits with more ones than zeros, of which blocks decode often enough, with escapes in between and at times zeros first.
+struct Bits : Bytes {
+    Bits() : Bytes{400, 0, 255} {}
+    Qvo8u* draw(Random& random) {
+        data.resize(count);
+        for (Qvo8u& byte : data)
+            byte = static_cast<Qvo8u>(random.chance(15) ? random.range(6, 7) : random.next() | random.next());
+        if (random.chance(50)) data[0] = static_cast<Qvo8u>(data[0] >> random.range(0, 8));
+        return data.data();
+    }
+};
+
+}  // namespace drawn
 
 #endif

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "digest/digest.h"
 
@@ -15,7 +16,7 @@ std::map<std::string, DigestFunction>& entries() {
 }  // namespace
 
 DigestEntry::DigestEntry(const char* name, DigestFunction function) {
-    entries()[name] = function;
+    entries()[name] = std::move(function);
 }
 
 int main() {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "mpeg2/halfpel.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -18,89 +19,42 @@ const struct Size {
              {"8x8", 8, 8, qvoiGetDiff8x8_8u16s_C1, qvoiGetDiff8x8B_8u16s_C1},
              {"8x4", 8, 4, qvoiGetDiff8x4_8u16s_C1, qvoiGetDiff8x4B_8u16s_C1}};
 
-Qvo16s low16(int v) {
-    return static_cast<Qvo16s>(v);
-}
-
-Qvo16s difference(int a, int b) {
-    return low16(a - b);
-}
-
-void testOneReference(const Size& size, Random& random) {
-    const int mcType = randomMcType(random), roundControl = randomRounding(random);
-    SCOPED_TRACE(testing::Message() << size.name << ' ' << (mcType & 12) << ' ' << roundControl);
-    Reference reference(size.width, size.height, 1, mcType, random);
+void testDifferences(const Size& size, Random& random) {
+    const int mcTypeF = randomMcType(random), mcTypeB = randomMcType(random), rc = randomRounding(random);
+    SCOPED_TRACE(testing::Message() << size.name << ' ' << (mcTypeF & 12) << ' ' << (mcTypeB & 12) << ' ' << rc);
+    Reference forward(size.width, size.height, 1, mcTypeF, random);
+    Reference backward(size.width, size.height, 1, mcTypeB, random);
     Plane<Qvo8u> cur(size.width, size.height, random);
     Plane<Qvo16s> diff(size.width, size.height, random), prediction(size.width, size.height, random);
     cur.fill(random, 0, 255);
     diff.fill(random, -100, 100);
-    prediction.fill(random, -100, 100);
     const bool wanted = random.chance(50);
 
-    const auto diffBefore = diff.contents(), predictionBefore = prediction.contents();
+    auto expected =
+        diff.contentsWith([&](int x, int y) { return wrap32(0LL + cur.at(x, y) - forward.predict(x, y, rc)); });
+    const auto predicted = prediction.contentsWith([&](int x, int y) { return forward.predict(x, y, rc); });
+    const auto untouched = prediction.contents();
     ASSERT_EQ(qvoStatusOk,
-              size.one(cur.origin(), cur.step(), reference.origin(), reference.step(), diff.origin(), diff.step(),
-                       wanted ? prediction.origin() : nullptr, prediction.step(), mcType, roundControl));
-    const auto diffAfter = diff.contents(), predictionAfter = prediction.contents();
-    diff.restore(diffBefore);
-    prediction.restore(predictionBefore);
-    for (int y = 0; y < size.height; ++y) {
-        for (int x = 0; x < size.width; ++x) {
-            const int p = reference.predict(x, y, roundControl);
-            diff.at(x, y) = low16(wrap32(0LL + cur.at(x, y) - p));
-            if (wanted) prediction.at(x, y) = low16(p);
-        }
-    }
-    ASSERT_EQ(diff.contents(), diffAfter);
-    ASSERT_EQ(prediction.contents(), predictionAfter);
-}
+              size.one(cur.origin(), cur.step(), forward.origin(), forward.step(), diff.origin(), diff.step(),
+                       wanted ? prediction.origin() : nullptr, prediction.step(), mcTypeF, rc));
+    ASSERT_EQ(expected, diff.contents());
+    ASSERT_EQ(wanted ? predicted : untouched, prediction.contents());
 
-void testTwoReferences(const Size& size, Random& random) {
-    const int mcTypeF = randomMcType(random), mcTypeB = randomMcType(random);
-    const int roundControl = randomRounding(random);
-    SCOPED_TRACE(testing::Message() << size.name << "B " << (mcTypeF & 12) << ' ' << (mcTypeB & 12) << ' '
-                                    << roundControl);
-    Reference forward(size.width, size.height, 1, mcTypeF, random);
-    Reference backward(size.width, size.height, 1, mcTypeB, random);
-    Plane<Qvo8u> cur(size.width, size.height, random);
-    Plane<Qvo16s> diff(size.width, size.height, random);
-    cur.fill(random, 0, 255);
-    diff.fill(random, -100, 100);
-
-    const auto before = diff.contents();
-    ASSERT_EQ(qvoStatusOk,
-              size.two(cur.origin(), cur.step(), forward.origin(), forward.step(), mcTypeF, backward.origin(),
-                       backward.step(), mcTypeB, diff.origin(), diff.step(), roundControl));
-    const auto after = diff.contents();
-    diff.restore(before);
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x)
-            diff.at(x, y) = low16(wrap32(2LL * cur.at(x, y) - forward.predict(x, y, roundControl) -
-                                         backward.predict(x, y, roundControl)) >>
-                                  1);
-    ASSERT_EQ(diff.contents(), after);
+    expected = diff.contentsWith([&](int x, int y) {
+        return wrap32(2LL * cur.at(x, y) - forward.predict(x, y, rc) - backward.predict(x, y, rc)) >> 1;
+    });
+    ASSERT_EQ(qvoStatusOk, size.two(cur.origin(), cur.step(), forward.origin(), forward.step(), mcTypeF,
+                                    backward.origin(), backward.step(), mcTypeB, diff.origin(), diff.step(), rc));
+    ASSERT_EQ(expected, diff.contents());
 }
 
 }  // namespace
 
-TEST(GetDiff, OneReferenceGivesSourceMinusPrediction) {
+TEST(GetDiff, GivesSourceMinusPredictionOrMean) {
     Random random(51);
-    for (const Size& size : sizes) {
-        for (int i = 0; i < 300; ++i) {
-            testOneReference(size, random);
-            if (HasFatalFailure()) return;
-        }
-    }
-}
-
-TEST(GetDiff, TwoReferencesGiveSourceMinusMean) {
-    Random random(52);
-    for (const Size& size : sizes) {
-        for (int i = 0; i < 500; ++i) {
-            testTwoReferences(size, random);
-            if (HasFatalFailure()) return;
-        }
-    }
+    for (const Size& size : sizes)
+        for (int i = 0; i < 500 && !HasFatalFailure(); ++i)
+            testDifferences(size, random);
 }
 
 // What a decoder adds back gives the source again, with every position and both rounding controls.
@@ -127,104 +81,68 @@ TEST(GetDiff, MotionCompensationAddsItBack) {
     }
 }
 
-TEST(GetDiff4x4, StepOfTheDifferenceCountsElements) {
-    Random random(54);
-    for (int i = 0; i < 300; ++i) {
-        Plane<Qvo8u> cur(4, 4, random), prediction(4, 4, random);
-        Plane<Qvo16s> diff(4, 4, random);
-        cur.fill(random, 0, 255);
-        prediction.fill(random, 0, 255);
-        const auto before = diff.contents();
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiGetDiff4x4_8u16s_C1(cur.origin(), cur.step(), prediction.origin(), prediction.step(),
-                                          diff.origin(), diff.step() / static_cast<int>(sizeof(Qvo16s))));
-        const auto after = diff.contents();
-        diff.restore(before);
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 4; ++x)
-                diff.at(x, y) = difference(cur.at(x, y), prediction.at(x, y));
-        ASSERT_EQ(diff.contents(), after);
-    }
-}
-
-TEST(SumsDiff, SumsTheDifferencesOfEach4x4Block) {
+// The step of the difference counts elements in the one form, and there is none in the others.
+TEST(FullPelDifferences, OfBlocksWithTheirSums) {
     Random random(55);
-    for (int i = 0; i < 400; ++i) {
-        const int size = random.chance(50) ? 16 : 8, count = size * size / 16;
-        const auto operation = size == 16 ? qvoiSumsDiff16x16Blocks4x4_8u16s_C1 : qvoiSumsDiff8x8Blocks4x4_8u16s_C1;
-        Plane<Qvo8u> src(size, size, random), prediction(size, size, random);
+    for (int i = 0; i < 900; ++i) {
+        const int size = 4 << i % 3;
+        const auto count = static_cast<std::size_t>(size * size);
+        Plane<Qvo8u> src(size, size, random);
+        Plane<Qvo8u> prediction(size, size, size == 8 ? 8 : random.range(size, 30), Guard::after);
         src.fill(random, 0, 255);
         prediction.fill(random, 0, 255);
-        Guarded<Qvo16s> sums(static_cast<std::size_t>(count)), diff(static_cast<std::size_t>(size * size));
-        const bool wanted = random.chance(70);
-        ASSERT_EQ(qvoStatusOk, operation(src.origin(), src.step(), prediction.origin(), prediction.step(),
-                                         sums.data(), wanted ? diff.data() : nullptr));
-        std::vector<Qvo16s> expectedSums(sums.size()), expectedDiff(diff.size());
+        std::vector<Qvo16s> expected, expectedSums(count / 16);
+        Qvo32s expectedSad = 0;
         for (int y = 0; y < size; ++y) {
             for (int x = 0; x < size; ++x) {
-                const Qvo16s d = difference(src.at(x, y), prediction.at(x, y));
+                const Qvo16s d = static_cast<Qvo16s>(src.at(x, y) - prediction.at(x, y));
+                expected.push_back(d);
+                expectedSad += std::abs(d);
                 Qvo16s& sum = expectedSums[static_cast<std::size_t>(y / 4 * (size / 4) + x / 4)];
-                sum = low16(sum + d);
-                if (wanted) expectedDiff[static_cast<std::size_t>(y * size + x)] = d;
+                sum = static_cast<Qvo16s>(sum + d);
             }
         }
-        ASSERT_EQ(expectedSums, std::vector<Qvo16s>(sums.begin(), sums.end()));
-        ASSERT_EQ(expectedDiff, std::vector<Qvo16s>(diff.begin(), diff.end()));
-    }
-}
-
-TEST(TextureError, GivesDifferencesAndTheirMagnitude) {
-    Random random(56);
-    for (int i = 0; i < 300; ++i) {
-        Plane<Qvo8u> src(8, 8, random), prediction(8, 8, 8, Guard::after);
-        src.fill(random, 0, 255);
-        prediction.fill(random, 0, 255);
-        Guarded<Qvo16s> diff(64), diffSad(64);
-        Qvo32s sad = -1, expectedSad = 0;
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiComputeTextureErrorBlock_8u16s(src.origin(), src.step(), prediction.origin(), diff.data()));
-        ASSERT_EQ(qvoStatusOk, qvoiComputeTextureErrorBlock_SAD_8u16s(src.origin(), src.step(), prediction.origin(),
-                                                                      diffSad.data(), &sad));
-        for (int n = 0; n < 64; ++n) {
-            const Qvo16s d = difference(src.at(n % 8, n / 8), prediction.at(n % 8, n / 8));
-            expectedSad += std::abs(d);
-            ASSERT_EQ(d, diff[static_cast<std::size_t>(n)]);
-            ASSERT_EQ(d, diffSad[static_cast<std::size_t>(n)]);
+        const Qvo8u *const p = src.origin(), *const q = prediction.origin();
+        const Qvo32s step = src.step(), predStep = prediction.step();
+        if (size == 4) {
+            Plane<Qvo16s> diff(4, 4, random);
+            const auto contents =
+                diff.contentsWith([&](int x, int y) { return expected[static_cast<std::size_t>(4 * y + x)]; });
+            ASSERT_EQ(qvoStatusOk, qvoiGetDiff4x4_8u16s_C1(p, step, q, predStep, diff.origin(), diff.step() / 2));
+            ASSERT_EQ(contents, diff.contents());
+            continue;
         }
+        Guarded<Qvo16s> sums(count / 16), diff(count);
+        const bool wanted = random.chance(70);
+        const auto sumsOf = size == 16 ? qvoiSumsDiff16x16Blocks4x4_8u16s_C1 : qvoiSumsDiff8x8Blocks4x4_8u16s_C1;
+        ASSERT_EQ(qvoStatusOk, sumsOf(p, step, q, predStep, sums.data(), wanted ? diff.data() : nullptr));
+        ASSERT_TRUE(std::equal(sums.begin(), sums.end(), expectedSums.begin()));
+        ASSERT_EQ(wanted ? expected : std::vector<Qvo16s>(count), std::vector<Qvo16s>(diff.begin(), diff.end()));
+        if (size == 16) continue;
+        Guarded<Qvo16s> error(64), errorOfSad(64);
+        Qvo32s sad = -1;
+        ASSERT_EQ(qvoStatusOk, qvoiComputeTextureErrorBlock_8u16s(p, step, q, error.data()));
+        ASSERT_EQ(qvoStatusOk, qvoiComputeTextureErrorBlock_SAD_8u16s(p, step, q, errorOfSad.data(), &sad));
+        ASSERT_TRUE(std::equal(error.begin(), error.end(), expected.begin()));
+        ASSERT_TRUE(std::equal(error.begin(), error.end(), errorOfSad.begin()));
         ASSERT_EQ(expectedSad, sad);
     }
 }
 
 TEST(Differences, NullPointersAreRefused) {
     const std::vector<Qvo8u> samples(17 * 18, 1);
-    const std::vector<Qvo16s> untouched(256, 77);
-    std::vector<Qvo16s> out = untouched, out2 = untouched;
-    Qvo32s sad = 5;
-    for (int null = 0; null < 5; ++null) {
-        const Qvo8u* pCur = null == 0 ? nullptr : samples.data();
-        const Qvo8u* pRef = null == 1 ? nullptr : samples.data();
-        const Qvo8u* pRefB = null == 2 ? nullptr : samples.data();
-        Qvo16s* pDiff = null == 3 ? nullptr : out.data();
-        Qvo32s* pSAD = null == 4 ? nullptr : &sad;
-        if (null != 4) {
-            for (const Size& size : sizes) {
-                EXPECT_EQ(qvoStatusNullPtr, size.two(pCur, 17, pRef, 17, 0, pRefB, 17, 0, pDiff, 32, 0));
-                if (null != 2) {
-                    EXPECT_EQ(qvoStatusNullPtr, size.one(pCur, 17, pRef, 17, pDiff, 32, out2.data(), 32, 0, 0));
-                }
-            }
-        }
-        if (null != 2) {
-            EXPECT_EQ(qvoStatusBadArg, qvoiComputeTextureErrorBlock_SAD_8u16s(pCur, 8, pRef, pDiff, pSAD));
-        }
-        if (null != 2 && null != 4) {
-            EXPECT_EQ(qvoStatusNullPtr, qvoiGetDiff4x4_8u16s_C1(pCur, 4, pRef, 4, pDiff, 4));
-            EXPECT_EQ(qvoStatusNullPtr, qvoiSumsDiff16x16Blocks4x4_8u16s_C1(pCur, 17, pRef, 17, pDiff, out2.data()));
-            EXPECT_EQ(qvoStatusNullPtr, qvoiSumsDiff8x8Blocks4x4_8u16s_C1(pCur, 17, pRef, 17, pDiff, out2.data()));
-            EXPECT_EQ(qvoStatusBadArg, qvoiComputeTextureErrorBlock_8u16s(pCur, 8, pRef, pDiff));
-        }
+    const Qvo8u* const s = samples.data();
+    std::vector<Qvo16s> out(512, 77);
+    Qvo16s *const d = out.data(), *const e = out.data() + 256;
+    Qvo32s sad;
+    for (const Size& size : sizes) {
+        expectStatuses(out, size.one, {s, 17, s, 17, d, 32, e, 32, 0, 0}, {{qvoStatusNullPtr, {0, 2, 4}}});
+        expectStatuses(out, size.two, {s, 17, s, 17, 0, s, 17, 0, d, 32, 0}, {{qvoStatusNullPtr, {0, 2, 5, 8}}});
     }
-    EXPECT_EQ(untouched, out);
-    EXPECT_EQ(untouched, out2);
-    EXPECT_EQ(5, sad);
+    expectStatuses(out, qvoiGetDiff4x4_8u16s_C1, {s, 4, s, 4, d, 4}, {{qvoStatusNullPtr, {0, 2, 4}}});
+    for (const auto sums : {qvoiSumsDiff16x16Blocks4x4_8u16s_C1, qvoiSumsDiff8x8Blocks4x4_8u16s_C1})
+        expectStatuses(out, sums, {s, 17, s, 17, d, e}, {{qvoStatusNullPtr, {0, 2, 4}}});
+    expectStatuses(out, qvoiComputeTextureErrorBlock_8u16s, {s, 8, s, d}, {{qvoStatusBadArg, {0, 2, 3}}});
+    expectStatuses(out, qvoiComputeTextureErrorBlock_SAD_8u16s, {s, 8, s, d, &sad}, {{qvoStatusBadArg, {0, 2, 3}}});
+    EXPECT_EQ(qvoStatusBadArg, qvoiComputeTextureErrorBlock_SAD_8u16s(s, 8, s, d, nullptr));
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mpeg2/halfpel.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -42,30 +43,10 @@ void fillResidual(Plane<Qvo16s>& residual, Random& random) {
         residual.fill(random, -32768, 32767);
 }
 
-void testOneReference(const Size& size, Random& random) {
-    const int mcType = randomMcType(random), roundControl = randomRounding(random);
-    SCOPED_TRACE(testing::Message() << size.name << ' ' << (mcType & 12) << ' ' << roundControl);
-    Reference reference(size.width, size.height, size.neighbour, mcType, random);
-    Plane<Qvo16s> residual(size.width, size.height, random);
-    Plane<Qvo8u> dst(size.width, size.height, random);
-    fillResidual(residual, random);
-    dst.fill(random, 0, 255);
-
-    const auto before = dst.contents();
-    ASSERT_EQ(qvoStatusOk, size.one(reference.origin(), reference.step(), residual.origin(), residual.step(),
-                                    dst.origin(), dst.step(), mcType, roundControl));
-    const auto after = dst.contents();
-    dst.restore(before);
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x)
-            dst.at(x, y) = saturate(wrap32(0LL + reference.predict(x, y, roundControl) + residual.at(x, y)));
-    ASSERT_EQ(dst.contents(), after);
-}
-
-void testTwoReferences(const Size& size, Random& random) {
+void testPredictions(const Size& size, Random& random) {
     const int mcTypeF = randomMcType(random), mcTypeB = randomMcType(random);
     const int roundControl = randomRounding(random);
-    SCOPED_TRACE(testing::Message() << size.name << "B " << (mcTypeF & 12) << ' ' << (mcTypeB & 12) << ' '
+    SCOPED_TRACE(testing::Message() << size.name << ' ' << (mcTypeF & 12) << ' ' << (mcTypeB & 12) << ' '
                                     << roundControl);
     Reference forward(size.width, size.height, size.neighbour, mcTypeF, random);
     Reference backward(size.width, size.height, size.neighbour, mcTypeB, random);
@@ -74,72 +55,30 @@ void testTwoReferences(const Size& size, Random& random) {
     fillResidual(residual, random);
     dst.fill(random, 0, 255);
 
-    const auto before = dst.contents();
+    const auto one = dst.contentsWith([&](int x, int y) {
+        return saturate(wrap32(0LL + forward.predict(x, y, roundControl) + residual.at(x, y)));
+    });
+    ASSERT_EQ(qvoStatusOk, size.one(forward.origin(), forward.step(), residual.origin(), residual.step(),
+                                    dst.origin(), dst.step(), mcTypeF, roundControl));
+    ASSERT_EQ(one, dst.contents());
+    const auto two = dst.contentsWith([&](int x, int y) {
+        return saturate(wrap32(0LL + forward.predict(x, y, roundControl) + backward.predict(x, y, roundControl) +
+                               2 * residual.at(x, y) + 1) >>
+                        1);
+    });
     ASSERT_EQ(qvoStatusOk,
               size.two(forward.origin(), forward.step(), mcTypeF, backward.origin(), backward.step(), mcTypeB,
                        residual.origin(), residual.step(), dst.origin(), dst.step(), roundControl));
-    const auto after = dst.contents();
-    dst.restore(before);
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x)
-            dst.at(x, y) = saturate(wrap32(0LL + forward.predict(x, y, roundControl) +
-                                           backward.predict(x, y, roundControl) + 2 * residual.at(x, y) + 1) >>
-                                    1);
-    ASSERT_EQ(dst.contents(), after);
+    ASSERT_EQ(two, dst.contents());
 }
 
 }  // namespace
 
-TEST(MotionCompensation, OneReferenceGivesThePredictionPlusTheResidual) {
+TEST(MotionCompensation, OneOrTwoReferencesGiveTheirMeanPlusTheResidual) {
     Random random(34);
-    for (const Size& size : sizes) {
-        for (int i = 0; i < 300; ++i) {
-            testOneReference(size, random);
-            if (HasFatalFailure()) return;
-        }
-    }
-}
-
-TEST(MotionCompensation, TwoReferencesGiveTheMeanPlusTheResidual) {
-    Random random(35);
-    for (const Size& size : sizes) {
-        for (int i = 0; i < 600; ++i) {
-            testTwoReferences(size, random);
-            if (HasFatalFailure()) return;
-        }
-    }
-}
-
-// Figures by hand, beside the formulas above.
-TEST(MotionCompensation, RoundsAsStated) {
-    const Qvo16s none[4] = {};
-    const Qvo8u pair[] = {10, 11, 10, 11, 10, 11};  // with step 2: columns 10 and 11, plus one spare
-    Qvo8u dst[4];
-    ASSERT_EQ(qvoStatusOk, qvoiMC2x2_8u_C1(pair, 2, none, 4, dst, 2, qvoMcHalfPelHor, 1));
-    EXPECT_EQ(10, dst[0]);
-    ASSERT_EQ(qvoStatusOk, qvoiMC2x2_8u_C1(pair, 2, none, 4, dst, 2, qvoMcHalfPelHor, 0));
-    EXPECT_EQ(11, dst[0]);
-
-    const Qvo8u one[] = {0, 0, 9, 0, 1, 9, 9, 9, 9}, three[] = {1, 1, 9, 1, 0, 9, 9, 9, 9};
-    ASSERT_EQ(qvoStatusOk, qvoiMC2x2_8u_C1(one, 3, none, 4, dst, 2, qvoMcHalfPelBoth, 0));
-    EXPECT_EQ(0, dst[0]);
-    ASSERT_EQ(qvoStatusOk, qvoiMC2x2_8u_C1(three, 3, none, 4, dst, 2, qvoMcHalfPelBoth, 0));
-    EXPECT_EQ(1, dst[0]);
-
-    for (int roundControl : {0, 1}) {
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiMC2x2B_8u_C1(pair, 2, qvoMcFullPel, pair + 1, 2, qvoMcFullPel, none, 4, dst, 2, roundControl));
-        EXPECT_EQ(11, dst[0]);
-    }
-
-    // Alternating U 0 and V 200: neighbours of the same kind only, so nothing mixes.
-    Qvo8u chroma[4 * 18], out[4 * 16];
-    const Qvo16s zero[16] = {};
-    for (int i = 0; i < 4 * 18; ++i)
-        chroma[i] = i % 2 ? 200 : 0;
-    ASSERT_EQ(qvoStatusOk, qvoiMC16x4_8u_C1(chroma, 18, zero, 0, out, 16, qvoMcHalfPelHor, 0));
-    for (int i = 0; i < 4 * 16; ++i)
-        ASSERT_EQ(i % 2 ? 200 : 0, out[i]);
+    for (const Size& size : sizes)
+        for (int i = 0; i < 600 && !HasFatalFailure(); ++i)
+            testPredictions(size, random);
 }
 
 // The destination may be a reference, whatever the rounding control is.
@@ -166,21 +105,15 @@ TEST(MotionCompensation, MayPredictInPlace) {
 }
 
 TEST(MotionCompensation, NullPointersAreRefused) {
-    std::vector<Qvo8u> f(17 * 18, 1), b(17 * 18, 2), dst(256, 77);
+    const std::vector<Qvo8u> f(17 * 18, 1);
     const std::vector<Qvo16s> residual(256, 3);
+    std::vector<Qvo8u> dst(256, 77);
     for (const Size& size : sizes) {
-        for (int null = 0; null < 4; ++null) {
-            const Qvo8u* pF = null == 0 ? nullptr : f.data();
-            const Qvo8u* pB = null == 1 ? nullptr : b.data();
-            const Qvo16s* pResidual = null == 2 ? nullptr : residual.data();
-            Qvo8u* pDst = null == 3 ? nullptr : dst.data();
-            EXPECT_EQ(qvoStatusNullPtr, size.two(pF, 18, 0, pB, 18, 0, pResidual, 32, pDst, 16, 0)) << size.name;
-            if (null != 1) {
-                EXPECT_EQ(qvoStatusNullPtr, size.one(pF, 18, pResidual, 32, pDst, 16, 0, 0)) << size.name;
-            }
-        }
+        expectStatuses(dst, size.one, {f.data(), 18, residual.data(), 32, dst.data(), 16, 0, 0},
+                       {{qvoStatusNullPtr, {0, 2, 4}}});
+        expectStatuses(dst, size.two, {f.data(), 18, 0, f.data(), 18, 0, residual.data(), 32, dst.data(), 16, 0},
+                       {{qvoStatusNullPtr, {0, 3, 6, 8}}});
     }
-    EXPECT_EQ(std::vector<Qvo8u>(256, 77), dst);
 }
 
 TEST(ReconBlock, AddsTheResidualAndSaturates) {
@@ -192,28 +125,15 @@ TEST(ReconBlock, AddsTheResidualAndSaturates) {
         prediction.fill(random, 0, 255);
         fillResidual(residual, random);
         dst.fill(random, 0, 255);
-
-        const auto before = dst.contents();
+        const auto expected =
+            dst.contentsWith([&](int x, int y) { return saturate(prediction.at(x, y) + residual.at(x, y)); });
         ASSERT_EQ(qvoStatusOk, qvoiReconBlock_8x8(prediction.origin(), prediction.step(), residual.origin(),
                                                   dst.origin(), dst.step()));
-        const auto after = dst.contents();
-        dst.restore(before);
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 8; ++x)
-                dst.at(x, y) = saturate(prediction.at(x, y) + residual.at(x, y));
-        ASSERT_EQ(dst.contents(), after);
+        ASSERT_EQ(expected, dst.contents());
     }
-}
-
-TEST(ReconBlock, RefusesNullPointersThenShortSteps) {
     const std::vector<Qvo8u> p(64, 1);
     const std::vector<Qvo16s> residual(64, 3);
     std::vector<Qvo8u> dst(64, 77);
-    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlock_8x8(nullptr, 7, residual.data(), dst.data(), 8));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlock_8x8(p.data(), 8, nullptr, dst.data(), 7));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlock_8x8(p.data(), 8, residual.data(), nullptr, 7));
-    EXPECT_EQ(qvoStatusStep8, qvoiReconBlock_8x8(p.data(), 8, residual.data(), dst.data(), 7));
-    EXPECT_EQ(qvoStatusStep8, qvoiReconBlock_8x8(p.data(), 7, residual.data(), dst.data(), 8));
-    EXPECT_EQ(qvoStatusStep8, qvoiReconBlock_8x8(p.data(), -8, residual.data(), dst.data(), 8));
-    EXPECT_EQ(std::vector<Qvo8u>(64, 77), dst);
+    expectStatuses(dst, qvoiReconBlock_8x8, {p.data(), 8, residual.data(), dst.data(), 8},
+                   {{qvoStatusNullPtr, {0, 2, 3}}, {qvoStatusStep8, {1, 4}, {7, -8}}});
 }

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "mpeg2/tables.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 using namespace mpeg2;
 
@@ -189,64 +191,46 @@ TEST(PutBlock, EveryPair) {
 TEST(PutBlock, Statuses) {
     const EncodeTable encode(tableB14);
     const std::vector<Qvo32s> dcList = sizeList(tableB12);
-    Qvo32u words[8] = {3, 0xA5A5A5A5u};
-    Qvo32u* word = words;
-    Qvo32u* none = nullptr;
-    Qvo32u bitsLeft = 30;
-    Qvo16s prediction = prediction0;
+    const Qvo32s* const dc = dcList.data();
+    struct Memory {
+        std::array<Qvo32u, 8> words = {3, 0xA5A5A5A5u};
+        Qvo32u* word = nullptr;
+        Qvo32u bitsLeft = 30;
+        Qvo16s prediction = prediction0;
+        bool operator==(const Memory&) const = default;
+    } m;
+    m.word = m.words.data();
+    const Memory before = m;
     Qvo16s levels[64] = {100, 3};
-    const auto intra = [&](Qvo32u count = 1) {
-        return qvoiPutIntraBlock(&word, &bitsLeft, levels, &prediction, dcList.data(), encode.table, zigzag, count);
-    };
-    const auto nonIntra = [&](Qvo32u count = 2) {
-        return qvoiPutNonIntraBlock(&word, &bitsLeft, levels, encode.table, zigzag, count);
-    };
+    expectStatuses(m, qvoiPutIntraBlock, {&m.word, &m.bitsLeft, levels, &m.prediction, dc, encode.table, zigzag, 1},
+                   {{qvoStatusNullPtr, {0}, {0, 1}}, {qvoStatusNullPtr, {1, 2, 3, 4, 5, 6}}});
+    expectStatuses(m, qvoiPutNonIntraBlock, {&m.word, &m.bitsLeft, levels, encode.table, zigzag, 2},
+                   {{qvoStatusNullPtr, {0}, {0, 1}}, {qvoStatusNullPtr, {1, 2, 3, 4}}, {qvoStatusBadArg, {5}}});
 
-    const Qvo32s* dc = dcList.data();
-    EXPECT_EQ(-8, qvoiPutIntraBlock(nullptr, &bitsLeft, levels, &prediction, dc, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&none, &bitsLeft, levels, &prediction, dc, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, nullptr, levels, &prediction, dc, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, &bitsLeft, nullptr, &prediction, dc, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, &bitsLeft, levels, nullptr, dc, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, &bitsLeft, levels, &prediction, nullptr, encode.table, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, &bitsLeft, levels, &prediction, dc, nullptr, zigzag, 1));
-    EXPECT_EQ(-8, qvoiPutIntraBlock(&word, &bitsLeft, levels, &prediction, dc, encode.table, nullptr, 1));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(nullptr, &bitsLeft, levels, encode.table, zigzag, 2));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(&none, &bitsLeft, levels, encode.table, zigzag, 2));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(&word, nullptr, levels, encode.table, zigzag, 2));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(&word, &bitsLeft, nullptr, encode.table, zigzag, 2));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(&word, &bitsLeft, levels, nullptr, zigzag, 2));
-    EXPECT_EQ(-8, qvoiPutNonIntraBlock(&word, &bitsLeft, levels, encode.table, nullptr, 2));
-
+    const auto expect = [&](QvoStatus status, bool intra, std::vector<Qvo16s> first, Qvo32u count) {
+        Qvo16s block[64] = {};
+        std::copy(first.begin(), first.end(), block);
+        EXPECT_EQ(status, intra ? qvoiPutIntraBlock(&m.word, &m.bitsLeft, block, &m.prediction, dc, encode.table,
+                                                    zigzag, count)
+                                : qvoiPutNonIntraBlock(&m.word, &m.bitsLeft, block, encode.table, zigzag, count));
+        EXPECT_EQ(status != qvoStatusOk, m == before) << first[0];
+        m = before;
+    };
     for (const int level : {2048, -2048, 32767, -32768}) {
-        for (const int at : {1, 63}) {
-            levels[at] = static_cast<Qvo16s>(level);
-            EXPECT_EQ(qvoStatusBadArg, intra(2));
-            EXPECT_EQ(qvoStatusBadArg, nonIntra(3));
-            levels[at] = 0;
+        std::vector<Qvo16s> block(64);
+        for (const std::size_t at : {1u, 63u}) {
+            block = {100, 3};
+            block.resize(64);
+            block[at] = static_cast<Qvo16s>(level);
+            expect(qvoStatusBadArg, true, block, at == 1 ? 1 : 2);
+            expect(qvoStatusBadArg, false, block, at == 1 ? 2 : 3);
         }
     }
-    levels[0] = 2148;  // a difference of 2048 has 12 bits
-    EXPECT_EQ(qvoStatusBadArg, intra());
-    EXPECT_EQ(qvoStatusBadArg, nonIntra());
-    levels[0] = 0;
-    levels[1] = 0;
-    EXPECT_EQ(qvoStatusBadArg, nonIntra());
-    levels[1] = 3;
-    EXPECT_EQ(qvoStatusBadArg, nonIntra(0));
-
-    EXPECT_EQ(words, word);
-    EXPECT_EQ(3u, words[0]);
-    EXPECT_EQ(30u, bitsLeft);
-    EXPECT_EQ(prediction0, prediction);
-
-    // The utmost differences and levels that can be written.
-    levels[0] = 2147;
-    levels[1] = 2047;
-    levels[2] = -2047;
-    EXPECT_EQ(qvoStatusOk, intra(2));
-    levels[0] = 100;
-    EXPECT_EQ(qvoStatusOk, intra(2));
+    expect(qvoStatusBadArg, true, {2148, 3}, 1);  // a difference of 2048 has 12 bits
+    expect(qvoStatusBadArg, false, {2148, 3}, 2);
+    expect(qvoStatusBadArg, false, {0, 0}, 2);  // more levels announced than there are
+    expect(qvoStatusOk, true, {2147, 2047, -2047}, 2);
+    expect(qvoStatusOk, false, {-2047, 2047}, 2);
 }
 
 TEST(RLEncodeTable, Statuses) {
@@ -280,22 +264,12 @@ TEST(RLEncodeTable, UnreadableCodes) {
     Qvo16s levels[64] = {2, 128, -128};
     Stream stream;
     EXPECT_EQ(qvoStatusOk, qvoiPutNonIntraBlock(&stream.word, &stream.bitsLeft, levels, table, alternateScan, 3));
-    std::string expected =
-        "000001"
-        "000000"
-        "000000000010";
-    expected += pairBits({}, 3, 128) + pairBits({}, 1, -128) + "10";
-    expectBits(stream, expected);
+    expectBits(stream, pairBits({}, 0, 2) + pairBits({}, 3, 128) + pairBits({}, 1, -128) + "10");
     levels[1] = 0;
     levels[2] = 0;
     levels[8] = -128;
     Stream second;
     EXPECT_EQ(qvoStatusOk, qvoiPutNonIntraBlock(&second.word, &second.bitsLeft, levels, table, alternateScan, 2));
-    expectBits(second,
-               "000001"
-               "000000"
-               "000000000010"
-               "111"
-               "10");
+    expectBits(second, pairBits({}, 0, 2) + "111" + "10");
     qvoiFreeRLEncodeTable(&table);
 }

@@ -8,6 +8,7 @@
 #include "support/guarded.h"
 #include "support/plane.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -50,40 +51,19 @@ int randomRounding(Random& random, int round) {
     return random.chance(90) ? round & 1 : random.range(-5, 5);
 }
 
-// The samples of a destination as they were, with those of its block replaced.
-template <class Sample>
-std::vector<Qvo8u> expectedContents(Plane<Qvo8u>& destination, int size, Sample sample) {
-    const std::vector<Qvo8u> before = destination.contents();
-    for (int y = 0; y < size; ++y)
-        for (int x = 0; x < size; ++x)
-            destination.at(x, y) = static_cast<Qvo8u>(sample(x, y));
-    const std::vector<Qvo8u> expected = destination.contents();
-    destination.restore(before);
-    return expected;
-}
-
-template <auto copy, int size>
-void expectCopies() {
+TEST(CopyHalfpel, BlocksAndMacroblocks) {
     Random random;
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 4000; ++round) {
+        const int size = round & 2 ? 16 : 8, rc = randomRounding(random, round);
         const QvoMotionVector vector = randomVector(random);
-        const int rc = randomRounding(random, round);
         Reference reference(size, vector, random);
         Plane<Qvo8u> destination(size, size, random);
-        const auto expected =
-            expectedContents(destination, size, [&](int x, int y) { return reference.predict(x, y, rc); });
+        const auto expected = destination.contentsWith([&](int x, int y) { return reference.predict(x, y, rc); });
+        const auto copy = size == 16 ? qvoiCopyMBHalfpel_MPEG4_8u : qvoiCopyBlockHalfpel_MPEG4_8u;
         ASSERT_EQ(qvoStatusOk,
                   copy(reference.block(), reference.step(), destination.origin(), destination.step(), &vector, rc));
         ASSERT_EQ(expected, destination.contents()) << vector.dx << ',' << vector.dy << " rc " << rc;
     }
-}
-
-TEST(CopyHalfpel, Block) {
-    expectCopies<qvoiCopyBlockHalfpel_MPEG4_8u, 8>();
-}
-
-TEST(CopyHalfpel, Macroblock) {
-    expectCopies<qvoiCopyMBHalfpel_MPEG4_8u, 16>();
 }
 
 TEST(CopyHalfpel, EverySumOfFourSamplesIsExact) {
@@ -126,43 +106,37 @@ TEST(ReconHalfpel, AddsTheResidualAndClips) {
             return std::clamp(reference.predict(x, y, rc) + residual[static_cast<std::size_t>(8 * y + x)], 0, 255);
         };
         Plane<Qvo8u> destination(8, 8, random);
-        const auto expected = expectedContents(destination, 8, sample);
+        const auto expected = destination.contentsWith(sample);
         ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
                                                               destination.origin(), destination.step(), &vector, rc));
         ASSERT_EQ(expected, destination.contents());
 
         if ((vector.dx | vector.dy) & 1) continue;
-        const auto inPlace = expectedContents(reference, 8, sample);
+        const auto inPlace = reference.contentsWith(sample);
         ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
                                                               reference.origin(), reference.step(), &vector, rc));
         ASSERT_EQ(inPlace, reference.contents());
     }
 }
 
-template <auto average, auto averageInPlace, int size>
-void expectAverages() {
+TEST(Average, BlocksAndMacroblocks) {
     Random random;
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 600; ++round) {
+        const int size = round & 1 ? 16 : 8;
         Plane<Qvo8u> first(size, size, random), second(size, size, random), destination(size, size, random);
         first.fill(random, 0, 255);
         second.fill(random, 0, 255);
         const auto sample = [&](int x, int y) { return (first.at(x, y) + second.at(x, y) + 1) / 2; };
-        const auto expected = expectedContents(destination, size, sample);
-        ASSERT_EQ(qvoStatusOk, average(first.origin(), first.step(), second.origin(), second.step(),
-                                       destination.origin(), destination.step()));
+        const auto expected = destination.contentsWith(sample);
+        ASSERT_EQ(qvoStatusOk, (size == 16 ? qvoiAverageMB_MPEG4_8u : qvoiAverageBlock_MPEG4_8u)(
+                                   first.origin(), first.step(), second.origin(), second.step(), destination.origin(),
+                                   destination.step()));
         ASSERT_EQ(expected, destination.contents());
-        const auto inPlace = expectedContents(second, size, sample);
-        ASSERT_EQ(qvoStatusOk, averageInPlace(first.origin(), first.step(), second.origin(), second.step()));
+        const auto inPlace = second.contentsWith(sample);
+        ASSERT_EQ(qvoStatusOk, (size == 16 ? qvoiAverageMB_MPEG4_8u_I : qvoiAverageBlock_MPEG4_8u_I)(
+                                   first.origin(), first.step(), second.origin(), second.step()));
         ASSERT_EQ(inPlace, second.contents());
     }
-}
-
-TEST(Average, Block) {
-    expectAverages<qvoiAverageBlock_MPEG4_8u, qvoiAverageBlock_MPEG4_8u_I, 8>();
-}
-
-TEST(Average, Macroblock) {
-    expectAverages<qvoiAverageMB_MPEG4_8u, qvoiAverageMB_MPEG4_8u_I, 16>();
 }
 
 // ---- overlapped motion compensation ----
@@ -201,7 +175,7 @@ TEST(OBMC, WeighsThePredictionsOfFiveVectors) {
         const auto predict = [&](QvoMotionVector v, int x, int y) {
             return interpolate(plane, corner + x + (v.dx >> 1), corner + y + (v.dy >> 1), v, rc);
         };
-        const auto expected = expectedContents(destination, 8, [&](int x, int y) {
+        const auto expected = destination.contentsWith([&](int x, int y) {
             const int wOwn = ownWeights[y][x] - '0', wVertical = verticalWeights[y][x] - '0';
             return (wOwn * predict(own, x, y) + (8 - wOwn - wVertical) * predict(x < 4 ? left : right, x, y) +
                     wVertical * predict(y < 4 ? above : below, x, y) + 4) /
@@ -214,26 +188,21 @@ TEST(OBMC, WeighsThePredictionsOfFiveVectors) {
 }
 
 TEST(Mc, OnlyNullPointersAreRefused) {
-    Qvo8u source[256] = {}, target[256] = {};
+    const Qvo8u source[256] = {};
+    std::array<Qvo8u, 256> target = {};
+    Qvo8u* const d = target.data();
     const QvoMotionVector v = {};
     const Qvo16s residual[64] = {};
-    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyBlockHalfpel_MPEG4_8u(nullptr, 8, target, 8, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyBlockHalfpel_MPEG4_8u(source, 8, nullptr, 8, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyMBHalfpel_MPEG4_8u(nullptr, 16, target, 16, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiCopyMBHalfpel_MPEG4_8u(source, 16, nullptr, 16, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlockHalfpel_MPEG4_8u(nullptr, 8, residual, target, 8, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiReconBlockHalfpel_MPEG4_8u(source, 8, residual, nullptr, 8, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiOBMCHalfpel_MPEG4_8u(nullptr, 8, target, 8, &v, &v, &v, &v, &v, 0));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiOBMCHalfpel_MPEG4_8u(source, 8, nullptr, 8, &v, &v, &v, &v, &v, 0));
-    for (const auto average : {qvoiAverageBlock_MPEG4_8u, qvoiAverageMB_MPEG4_8u}) {
-        EXPECT_EQ(qvoStatusNullPtr, average(nullptr, 16, source, 16, target, 16));
-        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, nullptr, 16, target, 16));
-        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, source, 16, nullptr, 16));
-    }
-    for (const auto average : {qvoiAverageBlock_MPEG4_8u_I, qvoiAverageMB_MPEG4_8u_I}) {
-        EXPECT_EQ(qvoStatusNullPtr, average(nullptr, 16, target, 16));
-        EXPECT_EQ(qvoStatusNullPtr, average(source, 16, nullptr, 16));
-    }
+    const std::vector<Fault> nulls[] = {
+        {{qvoStatusNullPtr, {0, 2}}}, {{qvoStatusNullPtr, {0, 3}}}, {{qvoStatusNullPtr, {0, 2, 4}}}};
+    for (const auto copy : {qvoiCopyBlockHalfpel_MPEG4_8u, qvoiCopyMBHalfpel_MPEG4_8u})
+        expectStatuses(target, copy, {source, 16, d, 16, &v, 0}, nulls[0]);
+    expectStatuses(target, qvoiReconBlockHalfpel_MPEG4_8u, {source, 8, residual, d, 8, &v, 0}, nulls[1]);
+    expectStatuses(target, qvoiOBMCHalfpel_MPEG4_8u, {source, 8, d, 8, &v, &v, &v, &v, &v, 0}, nulls[0]);
+    for (const auto average : {qvoiAverageBlock_MPEG4_8u, qvoiAverageMB_MPEG4_8u})
+        expectStatuses(target, average, {source, 16, source, 16, d, 16}, nulls[2]);
+    for (const auto average : {qvoiAverageBlock_MPEG4_8u_I, qvoiAverageMB_MPEG4_8u_I})
+        expectStatuses(target, average, {source, 16, d, 16}, nulls[0]);
 }
 
 }  // namespace

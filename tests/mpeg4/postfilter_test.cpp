@@ -9,6 +9,7 @@
 #include "qvovc.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -166,18 +167,17 @@ TEST(Mpeg4Postfilter, DeringingSmoothsUniformNeighbourhoods) {
 }
 
 TEST(Mpeg4Postfilter, NullPointers) {
-    Qvo8u samples[400] = {};
-    Qvo32s thresholds[6] = {7};
-    EXPECT_EQ(qvoStatusNullPtr, qvoiFilterDeblocking_HorEdge_MPEG4_8u_I(nullptr, 8, 4, 2, 6));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiFilterDeblocking_VerEdge_MPEG4_8u_I(nullptr, 8, 4, 2, 6));
-    for (int missing = 0; missing < 4; ++missing) {
-        EXPECT_EQ(qvoStatusNullPtr, qvoiFilterDeringingThresholdMB_MPEG4_8u(
-                                        missing == 0 ? nullptr : samples, 16, missing == 1 ? nullptr : samples, 8,
-                                        missing == 2 ? nullptr : samples, 8, missing == 3 ? nullptr : thresholds));
-    }
-    EXPECT_EQ(7, thresholds[0]);
-    EXPECT_EQ(qvoStatusNullPtr, qvoiFilterDeringingSmoothBlock_MPEG4_8u(nullptr, 10, samples, 8, 4, 9));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiFilterDeringingSmoothBlock_MPEG4_8u(samples + 50, 10, nullptr, 8, 4, 9));
+    struct Memory {
+        std::vector<Qvo8u> samples = std::vector<Qvo8u>(400);
+        std::vector<Qvo32s> thresholds = std::vector<Qvo32s>(6);
+        bool operator==(const Memory&) const = default;
+    } m;
+    Qvo8u* const p = m.samples.data() + 100;
+    for (const auto filter : {qvoiFilterDeblocking_HorEdge_MPEG4_8u_I, qvoiFilterDeblocking_VerEdge_MPEG4_8u_I})
+        expectStatuses(m, filter, {p, 10, 4, 2, 6}, {{qvoStatusNullPtr, {0}}});
+    expectStatuses(m, qvoiFilterDeringingThresholdMB_MPEG4_8u, {p, 16, p, 8, p, 8, m.thresholds.data()},
+                   {{qvoStatusNullPtr, {0, 2, 4, 6}}});
+    expectStatuses(m, qvoiFilterDeringingSmoothBlock_MPEG4_8u, {p, 10, p, 10, 4, 9}, {{qvoStatusNullPtr, {0, 2}}});
 }
 
 }  // namespace

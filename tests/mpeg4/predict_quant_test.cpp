@@ -9,12 +9,14 @@
 #include <numeric>
 #include <vector>
 
-#include "qvovc.h"
+#include "mpeg4/texture_codes.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
-using Block = std::array<Qvo16s, 64>;
+using texture::dcScaler;
+using Block = texture::Levels;
 using Matrix = std::array<Qvo8u, 64>;
 using Matrix16 = std::array<Qvo16s, 64>;
 
@@ -25,12 +27,6 @@ double clip(double v, int bits = 8) {
 
 double signOf(double v) {
     return v > 0 ? 1 : v < 0 ? -1 : 0;
-}
-
-int dcScaler(int QP, bool chrominance) {
-    if (QP <= 4) return 8;
-    if (chrominance) return QP <= 24 ? (QP + 13) / 2 : QP - 6;
-    return QP <= 8 ? 2 * QP : QP <= 24 ? QP + 8 : 2 * QP - 16;
 }
 
 // The coefficients as formula(level, index) gives them, then mismatch control.
@@ -63,47 +59,46 @@ Block randomLevels(Random& random) {
     return levels;
 }
 
+// Calls the operation with a block and the arguments.
+template <class... P, class... A>
+void expectBlock(const Block& expected, Block block, QvoStatus (*operation)(Qvo16s*, P...), A... arguments) {
+    ASSERT_EQ(qvoStatusOk, operation(block.data(), arguments...));
+    ASSERT_EQ(expected, block);
+}
+
 TEST(QuantInv, MatchesTheFormulas) {
     Random random(1);
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < 20000 && !HasFatalFailure(); ++round) {
         const Block levels = randomLevels(random);
         Matrix matrix;
         random.fill(matrix, 1, 255);
         const int QP = random.range(1, 31), component = random.range(0, 2), bits = random.range(4, 12);
         const int flag = random.range(0, 1), s = dcScaler(QP, component == 1), flagged = flag == 1 ? s : 8;
-        const auto intra = [&](int scaler, int precision, bool weighted) {
+        // Without a scaler of the DC coefficient: an inter block.
+        const auto expected = [&](int scaler, int precision, bool weighted) {
             return dequantised(levels, weighted, [&](double level, int i) {
                 const int weight = matrix[static_cast<std::size_t>(i)];
-                const double coef = i == 0     ? level * scaler
-                                    : weighted ? intraByMatrix(level, QP, weight)
-                                               : h263(level, QP);
+                const double coef = i == 0 && scaler != 0 ? level * scaler
+                                    : !weighted           ? h263(level, QP)
+                                    : scaler != 0         ? intraByMatrix(level, QP, weight)
+                                                          : interByMatrix(level, QP, weight);
                 return clip(coef, precision);
             });
         };
-        const auto inter = [&](int precision, bool weighted) {
-            return dequantised(levels, weighted, [&](double level, int i) {
-                const int weight = matrix[static_cast<std::size_t>(i)];
-                return clip(weighted ? interByMatrix(level, QP, weight) : h263(level, QP), precision);
-            });
-        };
-        const auto check = [&](const Block& expected, auto operation) {
-            Block block = levels;
-            ASSERT_EQ(qvoStatusOk, operation(block.data()));
-            ASSERT_EQ(expected, block) << "QP " << QP << " round " << round;
-        };
+        SCOPED_TRACE(testing::Message() << "QP " << QP << " round " << round);
         const Qvo8u* const W = matrix.data();
-        check(intra(s, 8, false),
-              [&](Qvo16s* p) { return qvoiQuantInvIntra_MPEG4_16s_I(p, QP, nullptr, component); });
-        check(intra(s, 8, true), [&](Qvo16s* p) { return qvoiQuantInvIntra_MPEG4_16s_I(p, QP, W, component); });
-        check(inter(8, false), [&](Qvo16s* p) { return qvoiQuantInvInter_MPEG4_16s_I(p, QP, nullptr); });
-        check(inter(8, true), [&](Qvo16s* p) { return qvoiQuantInvInter_MPEG4_16s_I(p, QP, W); });
-        check(intra(flagged, bits, true),
-              [&](Qvo16s* p) { return qvoiQuantInvIntraFirst_MPEG4_16s_I(p, QP, W, flag, component, bits); });
+        for (const bool weighted : {false, true}) {
+            const Qvo8u* const w = weighted ? W : nullptr;
+            expectBlock(expected(s, 8, weighted), levels, qvoiQuantInvIntra_MPEG4_16s_I, QP, w, component);
+            expectBlock(expected(0, 8, weighted), levels, qvoiQuantInvInter_MPEG4_16s_I, QP, w);
+        }
+        expectBlock(expected(flagged, bits, true), levels, qvoiQuantInvIntraFirst_MPEG4_16s_I, QP, W, flag, component,
+                    bits);
         if (component < 2)
-            check(intra(flagged, bits, false),
-                  [&](Qvo16s* p) { return qvoiQuantInvIntraSecond_MPEG4_16s_I(p, QP, flag, component, bits); });
-        check(inter(bits, true), [&](Qvo16s* p) { return qvoiQuantInvInterFirst_MPEG4_16s_I(p, QP, W, bits); });
-        check(inter(bits, false), [&](Qvo16s* p) { return qvoiQuantInvInterSecond_MPEG4_16s_I(p, QP, bits); });
+            expectBlock(expected(flagged, bits, false), levels, qvoiQuantInvIntraSecond_MPEG4_16s_I, QP, flag,
+                        component, bits);
+        expectBlock(expected(0, bits, true), levels, qvoiQuantInvInterFirst_MPEG4_16s_I, QP, W, bits);
+        expectBlock(expected(0, bits, false), levels, qvoiQuantInvInterSecond_MPEG4_16s_I, QP, bits);
     }
 }
 
@@ -115,53 +110,28 @@ double wrapped(double v, int bits) {
 // The forms with 16-bit weights take any quantiser and weight: products wrap.
 TEST(QuantInv, SixteenBitWeightsWrapBeforeTheClip) {
     Random random(2);
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < 20000 && !HasFatalFailure(); ++round) {
         const Block levels = randomLevels(random);
         const bool wild = random.chance(30);
         Matrix16 matrix;
         random.fill(matrix, wild ? -32768 : 1, wild ? 32767 : 255);
         const int QP = wild ? random.range(-70000, 70000) : random.range(1, 31);
         const auto weighted = [&](double level, int i) {
-            return wrapped(level * 2 * matrix[static_cast<std::size_t>(i)] * QP, 32);
+            const double product = wrapped(level * 2 * matrix[static_cast<std::size_t>(i)] * QP, 32);
+            return clip(wrapped(std::trunc(product / 16), 16));
         };
-        const auto check = [&](const Block& expected, auto operation) {
-            Block block = levels;
-            ASSERT_EQ(qvoStatusOk, operation(block.data()));
-            ASSERT_EQ(expected, block) << "QP " << QP << " round " << round;
-        };
-        check(dequantised(levels, true,
-                          [&](double level, int i) {
-                              return i == 0 ? level : clip(wrapped(std::trunc(weighted(level, i) / 16), 16));
-                          }),
-              [&](Qvo16s* p) { return qvoiQuantInvIntra_MPEG4_16s_C1I(p, QP, matrix.data()); });
-        check(dequantised(levels, true,
-                          [&](double level, int i) {
-                              const double l = level + signOf(level) / 2;
-                              return clip(wrapped(std::trunc(weighted(l, i) / 16), 16));
-                          }),
-              [&](Qvo16s* p) { return qvoiQuantInv_MPEG4_16s_C1I(p, QP, matrix.data()); });
-        check(dequantised(levels, true,
-                          [&](double level, int) { return clip(wrapped((2 * level + signOf(level)) * QP, 16)); }),
-              [&](Qvo16s* p) { return qvoiQuantInv_MPEG4_16s_C1I(p, QP, nullptr); });
+        SCOPED_TRACE(testing::Message() << "QP " << QP << " round " << round);
+        expectBlock(
+            dequantised(levels, true, [&](double level, int i) { return i == 0 ? level : weighted(level, i); }),
+            levels, qvoiQuantInvIntra_MPEG4_16s_C1I, QP, matrix.data());
+        expectBlock(
+            dequantised(levels, true, [&](double level, int i) { return weighted(level + signOf(level) / 2, i); }),
+            levels, qvoiQuantInv_MPEG4_16s_C1I, QP, matrix.data());
+        expectBlock(
+            dequantised(levels, true,
+                        [&](double level, int) { return clip(wrapped((2 * level + signOf(level)) * QP, 16)); }),
+            levels, qvoiQuantInv_MPEG4_16s_C1I, QP, nullptr);
     }
-}
-
-TEST(QuantInv, KnownValues) {
-    const auto first = [](auto operation, int level, int index) {
-        Block block = {};
-        block[static_cast<std::size_t>(index)] = static_cast<Qvo16s>(level);
-        EXPECT_EQ(qvoStatusOk, operation(block.data()));
-        return block[static_cast<std::size_t>(index)];
-    };
-    EXPECT_EQ(5, first([](Qvo16s* p) { return qvoiQuantInvInter_MPEG4_16s_I(p, 2, nullptr); }, 1, 0));
-    EXPECT_EQ(9, first([](Qvo16s* p) { return qvoiQuantInvInter_MPEG4_16s_I(p, 3, nullptr); }, 1, 0));
-    EXPECT_EQ(6, first([](Qvo16s* p) { return qvoiQuantInv_MPEG4_16s_C1I(p, 2, nullptr); }, 1, 0));
-    EXPECT_EQ(19, first([](Qvo16s* p) { return qvoiQuantInvIntra_MPEG4_16s_I(p, 25, nullptr, 1); }, 1, 0));
-    EXPECT_EQ(34, first([](Qvo16s* p) { return qvoiQuantInvIntra_MPEG4_16s_I(p, 25, nullptr, 0); }, 1, 0));
-
-    Matrix matrix;
-    matrix.fill(16);
-    EXPECT_EQ(1, first([&](Qvo16s* p) { return qvoiQuantInvInter_MPEG4_16s_I(p, 1, matrix.data()); }, 0, 63));
 }
 
 struct PredictionBuffers {
@@ -214,77 +184,35 @@ TEST(PredictRecon, MatchesTheFormulas) {
     }
 }
 
-TEST(PredictRecon, KnownValues) {
-    Block block = {};
-    PredictionBuffers buffers = {};
-    buffers.row[8] = -1;
-    buffers.row[9] = -1;
-    EXPECT_EQ(qvoStatusOk, qvoiPredictReconCoefIntra_MPEG4_16s(block.data(), buffers.row.data() + 8,
-                                                               buffers.column.data(), 2, 3, qvoPredictAbove, 1, 0));
-    EXPECT_EQ((1024 + 4) / 8, block[0]);
-    EXPECT_EQ(-2, block[1]);
-}
-
-// The order of the checks, one argument after the other being put right. Nothing is written.
 TEST(PredictQuant, CheckTheirArguments) {
-    Block block, untouched;
-    block.fill(77);
-    untouched = block;
-    std::array<Qvo16s, 16> row;
-    row.fill(55);
-    Qvo16s* const p = block.data();
-    Qvo16s* const r = row.data() + 8;
-    Matrix matrix;
-    matrix.fill(16);
+    struct Memory {
+        Block block = {};
+        std::array<Qvo16s, 16> row = {};
+        std::array<Qvo16s, 8> column = {};
+        bool operator==(const Memory&) const = default;
+    } m;
+    Qvo16s* const p = m.block.data();
+    const Matrix matrix = {16};
+    const Matrix16 matrix16 = {16};
     const Qvo8u* const W = matrix.data();
-    Matrix16 matrix16;
-    matrix16.fill(16);
-
-    const std::vector<std::pair<QvoStatus, QvoStatus>> results = {
-        {qvoStatusNullPtr, qvoiPredictReconCoefIntra_MPEG4_16s(nullptr, r, r, 0, 0, 3, 0, 0)},
-        {qvoStatusNullPtr, qvoiPredictReconCoefIntra_MPEG4_16s(p, nullptr, r, 0, 0, 3, 0, 0)},
-        {qvoStatusNullPtr, qvoiPredictReconCoefIntra_MPEG4_16s(p, r, nullptr, 0, 0, 3, 0, 0)},
-        {qvoStatusQuantRange, qvoiPredictReconCoefIntra_MPEG4_16s(p, r, r, 32, 1, 3, 0, 0)},
-        {qvoStatusQuantRange, qvoiPredictReconCoefIntra_MPEG4_16s(p, r, r, 1, 0, 3, 0, 0)},
-        {qvoStatusScanType, qvoiPredictReconCoefIntra_MPEG4_16s(p, r, r, 1, 1, 3, 0, 0)},
-        {qvoStatusScanType, qvoiPredictReconCoefIntra_MPEG4_16s(p, r, r, 1, 1, -1, 0, 0)},
-
-        {qvoStatusNullPtr, qvoiQuantInvIntra_MPEG4_16s_I(nullptr, 0, nullptr, 0)},
-        {qvoStatusQuantRange, qvoiQuantInvIntra_MPEG4_16s_I(p, 0, nullptr, 0)},
-        {qvoStatusQuantRange, qvoiQuantInvIntra_MPEG4_16s_I(p, 32, W, 0)},
-        {qvoStatusNullPtr, qvoiQuantInvInter_MPEG4_16s_I(nullptr, 0, nullptr)},
-        {qvoStatusQuantRange, qvoiQuantInvInter_MPEG4_16s_I(p, 0, nullptr)},
-        {qvoStatusQuantRange, qvoiQuantInvInter_MPEG4_16s_I(p, 32, W)},
-
-        {qvoStatusNullPtr, qvoiQuantInvIntraFirst_MPEG4_16s_I(nullptr, 0, W, 2, 9, 3)},
-        {qvoStatusNullPtr, qvoiQuantInvIntraFirst_MPEG4_16s_I(p, 0, nullptr, 2, 9, 3)},
-        {qvoStatusQuantRange, qvoiQuantInvIntraFirst_MPEG4_16s_I(p, 0, W, 2, 9, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvIntraFirst_MPEG4_16s_I(p, 31, W, 2, 9, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvIntraFirst_MPEG4_16s_I(p, 31, W, 2, 9, 13)},
-        {qvoStatusQuantBitsFlag, qvoiQuantInvIntraFirst_MPEG4_16s_I(p, 31, W, 2, 9, 12)},
-
-        {qvoStatusNullPtr, qvoiQuantInvIntraSecond_MPEG4_16s_I(nullptr, 0, 2, 2, 3)},
-        {qvoStatusQuantRange, qvoiQuantInvIntraSecond_MPEG4_16s_I(p, 32, 2, 2, 3)},
-        {qvoStatusQuantBitsFlag, qvoiQuantInvIntraSecond_MPEG4_16s_I(p, 1, -1, 2, 3)},
-        {qvoStatusAcPredFlag, qvoiQuantInvIntraSecond_MPEG4_16s_I(p, 1, 0, 2, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvIntraSecond_MPEG4_16s_I(p, 1, 0, 1, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvIntraSecond_MPEG4_16s_I(p, 1, 1, 0, 13)},
-
-        {qvoStatusNullPtr, qvoiQuantInvInterFirst_MPEG4_16s_I(nullptr, 0, W, 3)},
-        {qvoStatusNullPtr, qvoiQuantInvInterFirst_MPEG4_16s_I(p, 0, nullptr, 3)},
-        {qvoStatusQuantRange, qvoiQuantInvInterFirst_MPEG4_16s_I(p, 0, W, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvInterFirst_MPEG4_16s_I(p, 1, W, 3)},
-        {qvoStatusNullPtr, qvoiQuantInvInterSecond_MPEG4_16s_I(nullptr, 0, 3)},
-        {qvoStatusQuantRange, qvoiQuantInvInterSecond_MPEG4_16s_I(p, 32, 3)},
-        {qvoStatusQuantPrecision, qvoiQuantInvInterSecond_MPEG4_16s_I(p, 1, 13)},
-
-        {qvoStatusNullPtr, qvoiQuantInvIntra_MPEG4_16s_C1I(nullptr, 1, matrix16.data())},
-        {qvoStatusNullPtr, qvoiQuantInvIntra_MPEG4_16s_C1I(p, 1, nullptr)},
-        {qvoStatusNullPtr, qvoiQuantInv_MPEG4_16s_C1I(nullptr, 1, nullptr)}};
-    for (std::size_t i = 0; i < results.size(); ++i)
-        EXPECT_EQ(results[i].first, results[i].second) << "case " << i;
-    EXPECT_EQ(untouched, block);
-    EXPECT_TRUE(std::all_of(row.begin(), row.end(), [](Qvo16s v) { return v == 55; }));
+    const auto nulls = [](std::vector<std::size_t> arguments) { return Fault{qvoStatusNullPtr, arguments}; };
+    const auto precision = [](std::size_t argument) { return Fault{qvoStatusQuantPrecision, {argument}, {3, 13}}; };
+    const auto flag = [](std::size_t argument) { return Fault{qvoStatusQuantBitsFlag, {argument}, {-1, 2}}; };
+    const Fault badQP{qvoStatusQuantRange, {1}, {0, 32}};
+    expectStatuses(m, qvoiPredictReconCoefIntra_MPEG4_16s, {p, m.row.data() + 8, m.column.data(), 1, 1, 0, 0, 0},
+                   {nulls({0, 1, 2}), {qvoStatusQuantRange, {3, 4}, {0, 32}}, {qvoStatusScanType, {5}, {3, -1}}});
+    expectStatuses(m, qvoiQuantInvIntra_MPEG4_16s_I, {p, 1, nullptr, 0}, {nulls({0}), badQP});
+    expectStatuses(m, qvoiQuantInvIntra_MPEG4_16s_I, {p, 1, W, 0}, {nulls({0}), badQP});
+    expectStatuses(m, qvoiQuantInvInter_MPEG4_16s_I, {p, 1, nullptr}, {nulls({0}), badQP});
+    expectStatuses(m, qvoiQuantInvInter_MPEG4_16s_I, {p, 1, W}, {nulls({0}), badQP});
+    expectStatuses(m, qvoiQuantInvIntraFirst_MPEG4_16s_I, {p, 1, W, 0, 9, 8},
+                   {nulls({0, 2}), badQP, precision(5), flag(3)});
+    expectStatuses(m, qvoiQuantInvIntraSecond_MPEG4_16s_I, {p, 1, 0, 0, 8},
+                   {nulls({0}), badQP, flag(2), {qvoStatusAcPredFlag, {3}, {2, -1}}, precision(4)});
+    expectStatuses(m, qvoiQuantInvInterFirst_MPEG4_16s_I, {p, 1, W, 8}, {nulls({0, 2}), badQP, precision(3)});
+    expectStatuses(m, qvoiQuantInvInterSecond_MPEG4_16s_I, {p, 1, 8}, {nulls({0}), badQP, precision(2)});
+    expectStatuses(m, qvoiQuantInvIntra_MPEG4_16s_C1I, {p, 1, matrix16.data()}, {nulls({0, 2})});
+    expectStatuses(m, qvoiQuantInv_MPEG4_16s_C1I, {p, 1, nullptr}, {nulls({0})});
 }
 
 }  // namespace

@@ -4,20 +4,19 @@
 #define QVOVC_TESTS_MPEG4_TEXTURE_CODES_H
 
 #include <array>
-#include <cstdint>
 #include <cstdlib>
 #include <map>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "qvovc.h"
-#include "support/guarded.h"
+#include "mpeg4/bit_stream.h"
 
 namespace texture {
 
+using ::Stream;
 using Levels = std::array<Qvo16s, 64>;
-using Triple = std::tuple<int, int, int>;  // last, run, |level|
 
 struct Event {
     int last, run, level;
@@ -25,18 +24,48 @@ struct Event {
 
 inline const std::string escapeCode = "0000011";
 
-class Codes {
-  public:
-    // One line per run: the codes of its levels from 1 up, without the sign bit.
-    Codes(const std::vector<std::string>& notLast, const std::vector<std::string>& last) {
-        enter(0, notLast);
-        enter(1, last);
-    }
+using Triple = std::tuple<int, int, int>;  // last, run, |level|
 
-    std::map<Triple, std::string> codeOf;
-    std::map<std::string, Triple> eventOf;
+struct Codes {
+    std::map<Triple, std::string> codeOf;     // last, run, |level|; without the sign bit
+    std::map<std::string, Triple> eventOf;    // the same backwards
     std::map<std::pair<int, int>, int> lmax;  // (last, run) -> largest level
     std::map<std::pair<int, int>, int> rmax;  // (last, level) -> largest run
+
+    // The codes of the levels from 1 up; '/' leads to the next run, '|' to the last coefficients.
+    explicit Codes(const std::string& text) {
+        std::istringstream words(text);
+        int last = 0, run = 0, level = 0;
+        for (std::string code; words >> code;) {
+            if (code == "|" || code == "/") {
+                run = code == "|" ? 0 : run + 1;
+                last |= code == "|";
+                level = 0;
+                continue;
+            }
+            codeOf[{last, run, ++level}] = code;
+            eventOf[code] = {last, run, level};
+            lmax[{last, run}] = level;
+            rmax[{last, level}] = run;
+        }
+    }
+
+    // The same from the codes of each run.
+    Codes(const std::vector<std::string>& notLast, const std::vector<std::string>& last)
+        : Codes(joined(notLast) + " | " + joined(last)) {}
+    static std::string joined(const std::vector<std::string>& runs) {
+        std::string text;
+        for (const std::string& run : runs)
+            text += (text.empty() ? "" : " / ") + run;
+        return text;
+    }
+
+    static std::string binary(int value, int length) {
+        std::string text;
+        for (int i = length - 1; i >= 0; --i)
+            text += (value >> i & 1) != 0 ? '1' : '0';
+        return text;
+    }
 
     // Every way to write the event: directly or by an escape of type 1, 2 or 3; "" where there is none.
     std::array<std::string, 4> allForms(Event e) const {
@@ -53,136 +82,38 @@ class Codes {
         forms[3] = escapeCode + "11" + binary(e.last, 1) + binary(e.run, 6) + "1" + binary(e.level, 12) + "1";
         return forms;
     }
-
-    static std::string binary(int value, int length) {
-        std::string text;
-        for (int i = length - 1; i >= 0; --i)
-            text += (value >> i & 1) != 0 ? '1' : '0';
-        return text;
-    }
-
-  private:
-    void enter(int last, const std::vector<std::string>& runs) {
-        for (int run = 0; run < static_cast<int>(runs.size()); ++run) {
-            int level = 0;
-            for (std::size_t at = 0, end; at < runs[static_cast<std::size_t>(run)].size(); at = end + 1) {
-                const std::string& line = runs[static_cast<std::size_t>(run)];
-                end = std::min(line.find(' ', at), line.size());
-                const std::string code = line.substr(at, end - at);
-                codeOf[{last, run, ++level}] = code;
-                eventOf[code] = {last, run, level};
-                lmax[{last, run}] = level;
-                rmax[{last, level}] = run;
-            }
-        }
-    }
 };
 
 inline const Codes& intraCodes() {  // table B-16
     static const Codes codes(
-        {"10 110 1111 01101 01100 010101 010011 010010 0010111 00011111 00011110 00011101 000100101 000100100 "
-         "000100011 "
-         "000100001 0000100001 0000100000 0000001111 0000001110 00000000111 00000000110 00000100000 00000100001 "
-         "000001010000 000001010001 000001010010",
-         "1110 010100 0010110 00011100 000100000 000011111 0000001101 00000100010 000001010011 000001010101",
-         "01011 0010101 000011110 0000001100 000001010110", "010001 00011011 000011101 0000001011",
-         "010000 000100010 0000001010", "001101 000011100 0000001000", "0010010 000011011 000001010100",
-         "0010100 000011010 000001010111", "00011001 0000001001", "00011000 00000100011", "00010111", "000011001",
-         "000011000", "0000000111", "000001011000"},
-        {"0111 001100 00010110 000010111 0000000110 00000000101 00000000100 000001011001",
-         "001111 000010110 0000000101",
-         "001110 0000000100",
-         "0010001 00000100100",
-         "0010000 00000100101",
-         "0010011 000001011010",
-         "00010101 000001011011",
-         "00010100",
-         "00010011",
-         "00011010",
-         "000010101",
-         "000010100",
-         "000010011",
-         "000010010",
-         "000010001",
-         "00000100110",
-         "00000100111",
-         "000001011100",
-         "000001011101",
-         "000001011110",
-         "000001011111"});
+        "10 110 1111 01101 01100 010101 010011 010010 0010111 00011111 00011110 00011101 000100101 000100100 "
+        "000100011 000100001 0000100001 0000100000 0000001111 0000001110 00000000111 00000000110 00000100000 "
+        "00000100001 000001010000 000001010001 000001010010 / 1110 010100 0010110 00011100 000100000 000011111 "
+        "0000001101 00000100010 000001010011 000001010101 / 01011 0010101 000011110 0000001100 000001010110 / "
+        "010001 00011011 000011101 0000001011 / 010000 000100010 0000001010 / 001101 000011100 0000001000 / "
+        "0010010 000011011 000001010100 / 0010100 000011010 000001010111 / 00011001 0000001001 / 00011000 "
+        "00000100011 / 00010111 / 000011001 / 000011000 / 0000000111 / 000001011000 | 0111 001100 00010110 "
+        "000010111 0000000110 00000000101 00000000100 000001011001 / 001111 000010110 0000000101 / 001110 "
+        "0000000100 / 0010001 00000100100 / 0010000 00000100101 / 0010011 000001011010 / 00010101 000001011011 / "
+        "00010100 / 00010011 / 00011010 / 000010101 / 000010100 / 000010011 / 000010010 / 000010001 / "
+        "00000100110 / 00000100111 / 000001011100 / 000001011101 / 000001011110 / 000001011111");
     return codes;
 }
 
 inline const Codes& interCodes() {  // table B-17
-    static const Codes codes({"10 1111 010101 0010111 00011111 000100101 000100100 0000100001 0000100000 00000000111 "
-                              "00000000110 00000100000",
-                              "110 010100 00011110 0000001111 00000100001 000001010000",
-                              "1110 00011101 0000001110 000001010001",
-                              "01101 000100011 0000001101",
-                              "01100 000100010 000001010010",
-                              "01011 0000001100 000001010011",
-                              "010011 0000001011 000001010100",
-                              "010010 0000001010",
-                              "010001 0000001001",
-                              "010000 0000001000",
-                              "0010110 000001010101",
-                              "0010101",
-                              "0010100",
-                              "00011100",
-                              "00011011",
-                              "000100001",
-                              "000100000",
-                              "000011111",
-                              "000011110",
-                              "000011101",
-                              "000011100",
-                              "000011011",
-                              "000011010",
-                              "00000100010",
-                              "00000100011",
-                              "000001010110",
-                              "000001010111"},
-                             {"0111 000011001 00000000101",
-                              "001111 00000000100",
-                              "001110",
-                              "001101",
-                              "001100",
-                              "0010011",
-                              "0010010",
-                              "0010001",
-                              "0010000",
-                              "00011010",
-                              "00011001",
-                              "00011000",
-                              "00010111",
-                              "00010110",
-                              "00010101",
-                              "00010100",
-                              "00010011",
-                              "000011000",
-                              "000010111",
-                              "000010110",
-                              "000010101",
-                              "000010100",
-                              "000010011",
-                              "000010010",
-                              "000010001",
-                              "0000000111",
-                              "0000000110",
-                              "0000000101",
-                              "0000000100",
-                              "00000100100",
-                              "00000100101",
-                              "00000100110",
-                              "00000100111",
-                              "000001011000",
-                              "000001011001",
-                              "000001011010",
-                              "000001011011",
-                              "000001011100",
-                              "000001011101",
-                              "000001011110",
-                              "000001011111"});
+    static const Codes codes(
+        "10 1111 010101 0010111 00011111 000100101 000100100 0000100001 0000100000 00000000111 00000000110 "
+        "00000100000 / 110 010100 00011110 0000001111 00000100001 000001010000 / 1110 00011101 0000001110 "
+        "000001010001 / 01101 000100011 0000001101 / 01100 000100010 000001010010 / 01011 0000001100 "
+        "000001010011 / 010011 0000001011 000001010100 / 010010 0000001010 / 010001 0000001001 / 010000 "
+        "0000001000 / 0010110 000001010101 / 0010101 / 0010100 / 00011100 / 00011011 / 000100001 / 000100000 / "
+        "000011111 / 000011110 / 000011101 / 000011100 / 000011011 / 000011010 / 00000100010 / 00000100011 / "
+        "000001010110 / 000001010111 | 0111 000011001 00000000101 / 001111 00000000100 / 001110 / 001101 / "
+        "001100 / 0010011 / 0010010 / 0010001 / 0010000 / 00011010 / 00011001 / 00011000 / 00010111 / 00010110 / "
+        "00010101 / 00010100 / 00010011 / 000011000 / 000010111 / 000010110 / 000010101 / 000010100 / 000010011 "
+        "/ 000010010 / 000010001 / 0000000111 / 0000000110 / 0000000101 / 0000000100 / 00000100100 / 00000100101 "
+        "/ 00000100110 / 00000100111 / 000001011000 / 000001011001 / 000001011010 / 000001011011 / 000001011100 "
+        "/ 000001011101 / 000001011110 / 000001011111");
     return codes;
 }
 
@@ -204,29 +135,11 @@ inline std::string dcDifference(int difference, bool chrominance, char marker = 
     return text;
 }
 
-// A bit stream that begins `offset` bits into its first byte; the bits before it are ones. Exactly `slack` bytes behind
-// the byte with the last bit can be read.
-class Stream {
-  public:
-    explicit Stream(const std::string& bits, int offset = 0, std::size_t slack = 4)
-        : bytes_((bits.size() + static_cast<std::size_t>(offset) + 7) / 8 + slack),
-          position(bytes_.data()),
-          bitOffset(offset) {
-        const std::string all = std::string(static_cast<std::size_t>(offset), '1') + bits;
-        for (std::size_t i = 0; i < all.size(); ++i)
-            if (all[i] == '1') bytes_[i / 8] = static_cast<Qvo8u>(bytes_[i / 8] | 128 >> i % 8);
-        start_ = offset;
-    }
-    int bitsUsed() { return static_cast<int>(8 * (position - bytes_.data())) + bitOffset - start_; }
-
-  private:
-    Guarded<Qvo8u> bytes_;
-    int start_;
-
-  public:
-    Qvo8u* position;
-    Qvo32s bitOffset;
-};
+inline int dcScaler(int QP, bool chrominance) {
+    if (QP <= 4) return 8;
+    if (chrominance) return QP <= 24 ? (QP + 13) / 2 : QP - 6;
+    return QP <= 8 ? 2 * QP : QP <= 24 ? QP + 8 : 2 * QP - 16;
+}
 
 // Reads a string of bits one by one and throws away what does not decode.
 class BitReader {

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <set>
 
 #include "mpeg4/texture_codes.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -45,73 +45,57 @@ TEST(Scans, ContentsAndCrossedNames) {
     EXPECT_TRUE(std::equal(ZigzagV, ZigzagV + 64, _qvoHorizontalZigzag));
     EXPECT_TRUE(std::equal(ZigzagH, ZigzagH + 64, _qvoVerticalZigzag));
 
-    for (const Qvo8u* scan : {ZigzagV, ZigzagH})
-        EXPECT_EQ(64u, std::set<Qvo8u>(scan, scan + 64).size());
-    // Figure 7-3 prints the scans as maps of positions; a few rows of each.
-    const auto positionsInRow = [](const Qvo8u* scan, int row) {
-        std::vector<int> positions;
-        for (int i = 8 * row; i < 8 * row + 8; ++i)
-            positions.push_back(static_cast<int>(std::find(scan, scan + 64, i) - scan));
-        return positions;
-    };
-    const std::vector<std::vector<int>> horizontal = {
-        {0, 1, 2, 3, 10, 11, 12, 13},     {4, 5, 8, 9, 17, 16, 15, 14},     {6, 7, 19, 18, 26, 27, 28, 29},
-        {20, 21, 24, 25, 30, 31, 32, 33}, {22, 23, 34, 35, 42, 43, 44, 45}, {36, 37, 40, 41, 46, 47, 48, 49},
-        {38, 39, 50, 51, 56, 57, 58, 59}, {52, 53, 54, 55, 60, 61, 62, 63}};
-    const std::vector<std::vector<int>> vertical = {
-        {0, 4, 6, 20, 22, 36, 38, 52},    {1, 5, 7, 21, 23, 37, 39, 53},    {2, 8, 19, 24, 34, 40, 50, 54},
-        {3, 9, 18, 25, 35, 41, 51, 55},   {10, 17, 26, 30, 42, 46, 56, 60}, {11, 16, 27, 31, 43, 47, 57, 61},
-        {12, 15, 28, 32, 44, 48, 58, 62}, {13, 14, 29, 33, 45, 49, 59, 63}};
-    for (int row = 0; row < 8; ++row) {
-        EXPECT_EQ(horizontal[static_cast<std::size_t>(row)], positionsInRow(ZigzagH, row));
-        EXPECT_EQ(vertical[static_cast<std::size_t>(row)], positionsInRow(ZigzagV, row));
+    // Figure 7-3 prints the others as maps of positions.
+    const int horizontal[64] = {0,  1,  2,  3,  10, 11, 12, 13, 4,  5,  8,  9,  17, 16, 15, 14,
+                                6,  7,  19, 18, 26, 27, 28, 29, 20, 21, 24, 25, 30, 31, 32, 33,
+                                22, 23, 34, 35, 42, 43, 44, 45, 36, 37, 40, 41, 46, 47, 48, 49,
+                                38, 39, 50, 51, 56, 57, 58, 59, 52, 53, 54, 55, 60, 61, 62, 63};
+    const int vertical[64] = {0,  4,  6,  20, 22, 36, 38, 52, 1,  5,  7,  21, 23, 37, 39, 53, 2,  8,  19, 24, 34, 40,
+                              50, 54, 3,  9,  18, 25, 35, 41, 51, 55, 10, 17, 26, 30, 42, 46, 56, 60, 11, 16, 27, 31,
+                              43, 47, 57, 61, 12, 15, 28, 32, 44, 48, 58, 62, 13, 14, 29, 33, 45, 49, 59, 63};
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(i, ZigzagH[horizontal[i]]);
+        EXPECT_EQ(i, ZigzagV[vertical[i]]);
     }
 }
 
-std::vector<int> limits(const std::map<std::pair<int, int>, int>& table, int last, int first) {
+// A table of largest levels or runs, the entries from `first` on, and ones up to the end of the table.
+void expectLimits(std::vector<int> printed, std::size_t count, const std::map<std::pair<int, int>, int>& table,
+                  int last, int first, int rest) {
     std::vector<int> values;
     for (int i = first; table.count({last, i}) != 0; ++i)
         values.push_back(table.at({last, i}));
-    return values;
-}
-
-std::vector<int> followedByOnes(std::vector<int> values, std::size_t count, int value = 1) {
-    values.resize(count, value);
-    return values;
+    printed.resize(count, rest);
+    EXPECT_EQ(printed, values);
 }
 
 // What the printed codes must be if they were copied rightly, and the standard's tables B-19 to B-22.
 TEST(TextureCodes, AreCompleteAndMatchTheirLimits) {
+    std::set<std::string> words[2];
     for (const Codes* codes : {&intraCodes(), &interCodes()}) {
-        EXPECT_EQ(102u, codes->codeOf.size());
-        std::set<std::string> words = {escapeCode};
+        std::set<std::string>& all = words[codes == &interCodes()];
+        all = {escapeCode};
         for (const auto& [code, event] : codes->eventOf)
-            words.insert(code);
-        ASSERT_EQ(103u, words.size());
+            all.insert(code);
+        ASSERT_EQ(103u, all.size());
         double kraft = 0;
-        for (auto word = words.begin(), previous = words.end(); word != words.end(); previous = word++) {
+        for (auto word = all.begin(), previous = all.end(); word != all.end(); previous = word++) {
             kraft += std::ldexp(1, -static_cast<int>(word->size()));
             // In sorted order a prefix stands right before a word that it begins.
-            EXPECT_TRUE(previous == words.end() || !word->starts_with(*previous)) << *previous;
+            EXPECT_TRUE(previous == all.end() || !word->starts_with(*previous)) << *previous;
         }
         EXPECT_EQ(1 - 8 / 4096.0, kraft);  // all but 0000 0000 0xxx
     }
-    const auto words = [](const Codes& codes) {
-        std::set<std::string> all;
-        for (const auto& [code, event] : codes.eventOf)
-            all.insert(code);
-        return all;
-    };
-    EXPECT_EQ(words(intraCodes()), words(interCodes()));
+    EXPECT_EQ(words[0], words[1]);
 
-    EXPECT_EQ(followedByOnes({27, 10, 5, 4, 3, 3, 3, 3, 2, 2}, 15), limits(intraCodes().lmax, 0, 0));
-    EXPECT_EQ(followedByOnes({8, 3, 2, 2, 2, 2, 2}, 21), limits(intraCodes().lmax, 1, 0));
-    EXPECT_EQ(followedByOnes({12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2}, 27), limits(interCodes().lmax, 0, 0));
-    EXPECT_EQ(followedByOnes({3, 2}, 41), limits(interCodes().lmax, 1, 0));
-    EXPECT_EQ(followedByOnes({14, 9, 7, 3, 2, 1, 1, 1, 1, 1}, 27, 0), limits(intraCodes().rmax, 0, 1));
-    EXPECT_EQ(followedByOnes({20, 6, 1}, 8, 0), limits(intraCodes().rmax, 1, 1));
-    EXPECT_EQ(followedByOnes({26, 10, 6, 2, 1, 1}, 12, 0), limits(interCodes().rmax, 0, 1));
-    EXPECT_EQ(followedByOnes({40, 1, 0}, 3, 0), limits(interCodes().rmax, 1, 1));
+    expectLimits({27, 10, 5, 4, 3, 3, 3, 3, 2, 2}, 15, intraCodes().lmax, 0, 0, 1);
+    expectLimits({8, 3, 2, 2, 2, 2, 2}, 21, intraCodes().lmax, 1, 0, 1);
+    expectLimits({12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2}, 27, interCodes().lmax, 0, 0, 1);
+    expectLimits({3, 2}, 41, interCodes().lmax, 1, 0, 1);
+    expectLimits({14, 9, 7, 3, 2, 1, 1, 1, 1, 1}, 27, intraCodes().rmax, 0, 1, 0);
+    expectLimits({20, 6, 1}, 8, intraCodes().rmax, 1, 1, 0);
+    expectLimits({26, 10, 6, 2, 1, 1}, 12, interCodes().rmax, 0, 1, 0);
+    expectLimits({40, 1}, 3, interCodes().rmax, 1, 1, 0);
 }
 
 class TextureDecoding : public testing::TestWithParam<Form> {};
@@ -142,8 +126,7 @@ TEST_P(TextureDecoding, ReadsEveryEventInEveryForm) {
                     ASSERT_EQ(qvoStatusOk, decode(GetParam(), stream, levels.data(), qvoScanZigzag))
                         << last << ' ' << run << ' ' << level << " form " << form;
                     ASSERT_EQ(expected, levels) << last << ' ' << run << ' ' << level << " form " << form;
-                    ASSERT_EQ(dc.size() + forms[form].size() + end.size(),
-                              static_cast<std::size_t>(stream.bitsUsed()));
+                    ASSERT_EQ(std::ssize(dc + forms[form] + end), stream.bitsUsed());
                 }
             }
     EXPECT_EQ(2 * 102, formsSeen[0]);
@@ -182,13 +165,12 @@ TEST_P(TextureDecoding, MatchesTheBitByBitReader) {
         for (std::size_t i = 0; i < 64 && status == qvoStatusOk; ++i)
             expected[scans[scan][i]] = byPosition[i];
 
-        Stream stream(text.substr(0, status == qvoStatusOk ? reader.at : text.size()), offset,
-                      status == qvoStatusOk ? 4 : 40);
+        Stream stream(text.substr(0, status == qvoStatusOk ? reader.at : text.size()), offset);
         Levels levels;
         levels.fill(77);
         ASSERT_EQ(status, decode(form, stream, levels.data(), scan, component)) << text;
         ASSERT_EQ(expected, levels) << text;
-        ASSERT_EQ(status == qvoStatusOk ? reader.at : behindDC, static_cast<std::size_t>(stream.bitsUsed())) << text;
+        ASSERT_EQ(static_cast<int>(status == qvoStatusOk ? reader.at : behindDC), stream.bitsUsed()) << text;
         ++(status == qvoStatusOk ? decoded : refused);
     }
     EXPECT_GT(decoded, 2000);
@@ -199,119 +181,76 @@ TEST_P(TextureDecoding, RefusesBrokenEscapes) {
     const auto fixed = [](int run, char marker1, int level, char marker2) {
         return escapeCode + "111" + Codes::binary(run, 6) + marker1 + Codes::binary(level, 12) + marker2;
     };
-    const std::string dc = GetParam() == intraDC ? "11"
-                                                   "1"
-                                                 : "";
+    const std::string dc = GetParam() == intraDC ? dcDifference(1, false) : "";
     const int lastRun = GetParam() == intraDC ? 62 : 63;
-    const std::vector<std::pair<std::string, QvoStatus>> cases = {
-        {fixed(0, '1', 1, '1'), qvoStatusOk},
-        {fixed(lastRun, '1', -2047, '1'), qvoStatusOk},
-        {fixed(0, '1', 0, '1'), qvoStatusTextureVlc},
-        {fixed(0, '1', -2048, '1'), qvoStatusTextureVlc},
-        {fixed(0, '0', 1, '1'), qvoStatusTextureVlc},
-        {fixed(0, '1', 1, '0'), qvoStatusTextureVlc},
-        {"100" + fixed(lastRun, '1', 1, '1'), qvoStatusTextureVlc},  // run to position 64, last set
-        {escapeCode + "0" + escapeCode + "000", qvoStatusTextureVlc},
-        {escapeCode + "10" + escapeCode + "000", qvoStatusTextureVlc},
-        {escapeCode + "0"
-                      "000000000111",
-         qvoStatusTextureVlc},
-        {escapeCode + "10"
-                      "000000000111",
-         qvoStatusTextureVlc},
-        {"000000000111", qvoStatusTextureVlc}};
-    for (const auto& [bits, status] : cases) {
-        Stream stream(dc + bits, 3, 8);
+    const std::string good[] = {fixed(0, '1', 1, '1'), fixed(lastRun, '1', -2047, '1')};
+    const std::string bad[] = {fixed(0, '1', 0, '1'),
+                               fixed(0, '1', -2048, '1'),
+                               fixed(0, '0', 1, '1'),
+                               fixed(0, '1', 1, '0'),
+                               "100" + fixed(lastRun, '1', 1, '1'),  // run to position 64, last set
+                               escapeCode + "0" + escapeCode + "000",
+                               escapeCode + "10" + escapeCode + "000",
+                               escapeCode + "0000000000111",
+                               escapeCode + "10000000000111",
+                               "000000000111"};
+    const auto expect = [&](QvoStatus status, const std::string& bits) {
+        Stream stream(dc + bits, 3);
         Levels levels;
         EXPECT_EQ(status, decode(GetParam(), stream, levels.data(), qvoScanZigzag)) << bits;
-        EXPECT_EQ(dc.size() + (status == qvoStatusOk ? bits.size() : 0), static_cast<std::size_t>(stream.bitsUsed()));
+        EXPECT_EQ(std::ssize(status == qvoStatusOk ? dc + bits : dc), stream.bitsUsed()) << bits;
         EXPECT_EQ(status != qvoStatusOk, levels == Levels{}) << bits;
-    }
+    };
+    for (const std::string& bits : good)
+        expect(qvoStatusOk, bits);
+    for (const std::string& bits : bad)
+        expect(qvoStatusTextureVlc, bits);
 }
 
 INSTANTIATE_TEST_SUITE_P(Mpeg4, TextureDecoding, testing::Values(intraDC, intraAC, inter), [](const auto& p) {
     return p.param == intraDC ? "IntraDC" : p.param == intraAC ? "IntraAC" : "Inter";
 });
 
-TEST(IntraDC, ReadsEveryDifference) {
+// Every difference with its marker, and without it where there has to be one; sizes without an end.
+TEST(IntraDC, ReadsEveryDifferenceAndRefusesMissingMarkers) {
+    const auto expect = [](QvoStatus status, const std::string& bits, int component, int difference) {
+        Stream stream(bits, difference & 7);
+        Qvo16s dc = 7777;
+        ASSERT_EQ(status, qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s(&stream.position, &stream.bitOffset, &dc, component))
+            << bits;
+        ASSERT_EQ(status == qvoStatusOk ? difference : 7777, dc);
+        ASSERT_EQ(status == qvoStatusOk ? std::ssize(bits) : 0, stream.bitsUsed());
+    };
     for (int component = 0; component < 3; ++component)
         for (int difference = -4095; difference <= 4095; ++difference) {
-            const std::string bits = dcDifference(difference, component == qvoVideoChrominance);
-            Stream stream(bits, difference & 7);
-            Qvo16s dc = -1;
-            ASSERT_EQ(qvoStatusOk,
-                      qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s(&stream.position, &stream.bitOffset, &dc, component));
-            ASSERT_EQ(difference, dc);
-            ASSERT_EQ(bits.size(), static_cast<std::size_t>(stream.bitsUsed()));
+            const bool chrominance = component == qvoVideoChrominance;
+            expect(qvoStatusOk, dcDifference(difference, chrominance), component, difference);
+            if (std::abs(difference) > 255)
+                expect(qvoStatusMarkerBit, dcDifference(difference, chrominance, '0'), component, difference);
         }
+    expect(qvoStatusTextureVlc, "00000000000111111111111111", 0, 0);
+    expect(qvoStatusTextureVlc, "000000000000111111111111111", 1, 0);
 }
 
-TEST(IntraDC, RefusesMissingMarkersAndEndlessSizes) {
-    struct {
-        std::string bits;
-        int component;
-        QvoStatus status;
-    } const cases[] = {{dcDifference(256, false, '0'), 0, qvoStatusMarkerBit},
-                       {dcDifference(-4095, true, '0'), 1, qvoStatusMarkerBit},
-                       {dcDifference(255, false) + "0", 0, qvoStatusOk},  // size 8 has no marker
-                       {"00000000000111111111111111", 0, qvoStatusTextureVlc},
-                       {"00000000000111111111111111", 1, qvoStatusOk},
-                       {"000000000000111111111111111", 1, qvoStatusTextureVlc}};
-    for (const auto& c : cases) {
-        Stream stream(c.bits, 5);
-        Qvo16s dc = 77;
-        EXPECT_EQ(c.status,
-                  qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s(&stream.position, &stream.bitOffset, &dc, c.component))
-            << c.bits;
-        if (c.status != qvoStatusOk) {
-            EXPECT_EQ(77, dc);
-            EXPECT_EQ(0, stream.bitsUsed());
-        }
-    }
-}
-
-// The order of the checks; a failed one leaves block and position alone.
 TEST(TextureDecoders, CheckTheirArguments) {
-    struct Arguments {
-        Qvo8u** pp;
-        Qvo32s* pOffset;
-        Qvo16s* pDst;
-        Qvo32s scan;
-    };
-    const std::function<QvoStatus(const Arguments&)> decoders[] = {
-        [](const Arguments& a) {
-            return qvoiDecodeVLCZigzag_IntraDCVLC_MPEG4_1u16s(a.pp, a.pOffset, a.pDst, a.scan, 0);
-        },
-        [](const Arguments& a) {
-            return qvoiDecodeVLCZigzag_IntraACVLC_MPEG4_1u16s(a.pp, a.pOffset, a.pDst, a.scan);
-        },
-        [](const Arguments& a) { return qvoiDecodeVLCZigzag_Inter_MPEG4_1u16s(a.pp, a.pOffset, a.pDst, a.scan); },
-        [](const Arguments& a) { return qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s(a.pp, a.pOffset, a.pDst, a.scan); }};
-    for (int d = 0; d < 4; ++d) {
-        Stream stream(std::string(64, '1'));
-        Qvo8u* const begin = stream.position;
-        Qvo8u* null = nullptr;
-        Levels levels;
-        levels.fill(77);
-        const Levels untouched = levels;
-        Qvo32s bad = 8;
-        const auto check = [&](QvoStatus status, Arguments a) {
-            EXPECT_EQ(status, decoders[d](a)) << "decoder " << d;
-            EXPECT_EQ(untouched, levels);
-            EXPECT_EQ(begin, stream.position);
-            EXPECT_EQ(0, stream.bitOffset);
-        };
-        check(qvoStatusNullPtr, {nullptr, &bad, levels.data(), 3});
-        check(qvoStatusNullPtr, {&null, &bad, levels.data(), 3});
-        check(qvoStatusNullPtr, {&stream.position, nullptr, levels.data(), 3});
-        check(qvoStatusNullPtr, {&stream.position, &bad, nullptr, 3});
-        check(qvoStatusBitOffset, {&stream.position, &bad, levels.data(), 3});
-        bad = -1;
-        check(qvoStatusBitOffset, {&stream.position, &bad, levels.data(), 3});
-        if (d == 3) continue;
-        check(qvoStatusScanType, {&stream.position, &stream.bitOffset, levels.data(), 3});
-        check(qvoStatusScanType, {&stream.position, &stream.bitOffset, levels.data(), -1});
-    }
+    Stream stream("01101110001110");  // a valid block with a DC difference of 0 in front and without
+    struct Memory {
+        Qvo8u* position;
+        Qvo32s bitOffset = 0;
+        Levels levels = {};
+        bool operator==(const Memory&) const = default;
+    } m = {stream.position};
+    Qvo8u** const pp = &m.position;
+    Qvo32s* const offset = &m.bitOffset;
+    Qvo16s* const p = m.levels.data();
+    const std::vector<Fault> faults = {{qvoStatusNullPtr, {0}, {0, 1}},
+                                       {qvoStatusNullPtr, {1, 2}},
+                                       {qvoStatusBitOffset, {1}, {-1, 8}},
+                                       {qvoStatusScanType, {3}, {3, -1}}};
+    expectStatuses(m, qvoiDecodeVLCZigzag_IntraDCVLC_MPEG4_1u16s, {pp, offset, p, 0, 0}, faults);
+    expectStatuses(m, qvoiDecodeVLCZigzag_IntraACVLC_MPEG4_1u16s, {pp, offset, p, 0}, faults);
+    expectStatuses(m, qvoiDecodeVLCZigzag_Inter_MPEG4_1u16s, {pp, offset, p, 0}, faults);
+    expectStatuses(m, qvoiDecodeVLC_IntraDCVLC_MPEG4_1u16s, {pp, offset, p, 0}, {faults.begin(), faults.end() - 1});
 }
 
 }  // namespace

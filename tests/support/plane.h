@@ -15,7 +15,8 @@ template <class T>
 class Plane {
   public:
     Plane(int width, int height, int step, Guard guard)
-        : height_(height),
+        : width_(width),
+          height_(height),
           step_(step),
           pitch_(std::abs(step) / static_cast<int>(sizeof(T))),
           memory_(static_cast<std::size_t>(pitch_ * (height - 1) + width), guard) {}
@@ -42,10 +43,21 @@ class Plane {
     T& at(int x, int y) { return memory_[static_cast<std::size_t>((step_ < 0 ? height_ - 1 - y : y) * pitch_ + x)]; }
     // All of the memory, what lies between the rows included.
     std::vector<T> contents() { return std::vector<T>(memory_.begin(), memory_.end()); }
+    // The contents if each element were what sample(x, y) gives.
+    template <class Sample>
+    std::vector<T> contentsWith(Sample sample) {
+        const std::vector<T> before = contents();
+        for (int y = 0; y < height_; ++y)
+            for (int x = 0; x < width_; ++x)
+                at(x, y) = static_cast<T>(sample(x, y));
+        std::vector<T> with = contents();
+        restore(before);
+        return with;
+    }
     void restore(const std::vector<T>& contents) { std::copy(contents.begin(), contents.end(), memory_.begin()); }
 
   private:
-    int height_, step_, pitch_;
+    int width_, height_, step_, pitch_;
     Guarded<T> memory_;
 };
 

@@ -22,8 +22,9 @@ struct Fault {
 
 namespace statuses {
 
-inline void spoil(Qvo8u**& ppBitStream, int value) {
-    static Qvo8u* nowhere = nullptr;
+template <class T>
+void spoil(T**& ppBitStream, int value) {
+    static T* nowhere = nullptr;
     ppBitStream = value == 0 ? nullptr : &nowhere;
 }
 inline void spoil(Qvo32s*& pBitOffset, int value) {
@@ -54,8 +55,9 @@ void spoilArgument(std::tuple<P...>& arguments, std::size_t which, int value) {
 
 }  // namespace statuses
 
-// Calls an operation with valid arguments, then with each fault and the first of every fault behind it: the faults stand
-// in the order in which they are tested. On failure `memory`, all that the operation could write, stays as it is.
+// Calls an operation with valid arguments, then with each fault, alone and together with one of every fault behind it:
+// the faults stand in the order in which they are tested. On failure `memory`, all that the operation could write, stays
+// as it is.
 template <class Memory, class... P>
 void expectStatuses(Memory& memory, QvoStatus (*operation)(P...), std::type_identity_t<std::tuple<P...>> valid,
                     const std::vector<Fault>& faults, int line = __builtin_LINE()) {
@@ -65,12 +67,13 @@ void expectStatuses(Memory& memory, QvoStatus (*operation)(P...), std::type_iden
     for (auto fault = faults.rbegin(); fault != faults.rend(); ++fault) {
         for (const std::size_t argument : fault->arguments) {
             for (const int value : fault->values) {
-                memory = before;
-                auto arguments = spoiled;
-                statuses::spoilArgument(arguments, argument, value);
-                EXPECT_EQ(fault->status, std::apply(operation, arguments))
-                    << "line " << line << ", argument " << argument << ", value " << value;
-                EXPECT_TRUE(memory == before) << "line " << line << ", argument " << argument;
+                for (auto arguments : {valid, spoiled}) {
+                    memory = before;
+                    statuses::spoilArgument(arguments, argument, value);
+                    EXPECT_EQ(fault->status, std::apply(operation, arguments))
+                        << "line " << line << ", argument " << argument << ", value " << value;
+                    EXPECT_TRUE(memory == before) << "line " << line << ", argument " << argument;
+                }
             }
         }
         statuses::spoilArgument(spoiled, fault->arguments[0], fault->values[0]);

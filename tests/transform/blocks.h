@@ -2,6 +2,7 @@
 #ifndef QVOVC_TESTS_TRANSFORM_BLOCKS_H
 #define QVOVC_TESTS_TRANSFORM_BLOCKS_H
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -61,6 +62,14 @@ inline Real inverseReal(Basis vertical, const Source& block) {
     for (int i = 0; i < 512; ++i)
         out[i / 8] += dct8(i % 8, i / 8 % 8) * half[i / 64 * 8 + i % 8];
     return out;
+}
+
+// The greatest difference of any element.
+inline double distance(const Real& real, const Block& block) {
+    double worst = 0;
+    for (int k = 0; k < 64; ++k)
+        worst = std::max(worst, std::abs(real[k] - block[k]));
+    return worst;
 }
 
 #endif

@@ -92,130 +92,53 @@ TEST(Dct2x4x8, ForwardFollowsTheDefinitionBitForBit) {
     }
 }
 
-TEST(Dct2x4x8, FlatAndAlternatingFields) {
-    Block block, expected{};
-    block.fill(8);
-    expected[0] = 64;
-    qvoiDCT2x4x8Frw_16s_C1I(block.data());
-    EXPECT_EQ(expected, block);
-    for (int i = 0; i < 64; ++i)
-        block[i] = i / 8 % 2 == 0 ? 8 : -8;
-    expected = {};
-    expected[32] = 64;
-    qvoiDCT2x4x8Frw_16s_C1I(block.data());
-    EXPECT_EQ(expected, block);
-}
-
 TEST(Dct2x4x8, BothDirectionsAreTheRealTransformsRounded) {
     Random random(2);
     double forwardError = 0, inverseError = 0;
     for (int i = 0; i < 2000; ++i) {
-        Block in, out;
+        Block in, out, back;
         random.fill(in, -128, 127);
         out = in;
         qvoiDCT2x4x8Frw_16s_C1I(out.data());
-        const Real coefficients = forwardReal(fields, in);
-        for (int k = 0; k < 64; ++k)
-            forwardError = std::max(forwardError, std::abs(coefficients[k] - out[k]));
-        const Real samples = inverseReal(fields, out);
-        qvoiDCT2x4x8Inv_16s_C1I(out.data());
-        for (int k = 0; k < 64; ++k)
-            inverseError = std::max(inverseError, std::abs(samples[k] - out[k]));
+        back = out;
+        qvoiDCT2x4x8Inv_16s_C1I(back.data());
+        forwardError = std::max(forwardError, distance(forwardReal(fields, in), out));
+        inverseError = std::max(inverseError, distance(inverseReal(fields, out), back));
     }
     EXPECT_LT(forwardError, 1.1);
     EXPECT_LT(inverseError, 0.6);
 }
 
-TEST(Dct2x4x8, InverseUndoesForwardOnRandomBlocks) {
+TEST(Dct2x4x8, InverseUndoesForward) {
     Random random(3);
     long long squares = 0;
     int offByMore = 0;
     constexpr int blocks = 10000;
+    Block in;
     for (int i = 0; i < blocks; ++i) {
-        Block in;
         random.fill(in, -128, 127);
         const RoundTrip result = roundTrip(in);
         ASSERT_LE(result.worst, 2) << i;
         offByMore += result.worst > 1;
         squares += result.squares;
+        for (auto& e : in)
+            e = random.chance(50) ? 127 : -128;
+        ASSERT_LE(roundTrip(in).worst, 2) << "extremes";
     }
     EXPECT_LE(offByMore, blocks / 1000);
     EXPECT_LT(static_cast<double>(squares) / (64.0 * blocks), 0.15);
-}
-
-TEST(Dct2x4x8, InverseUndoesForwardOnExtremeBlocks) {
-    Random random(4);
-    const auto expectClose = [](const Block& in, const char* what) { ASSERT_LE(roundTrip(in).worst, 2) << what; };
-    Block in;
-    for (int value = -128; value <= 127; ++value) {
-        in.fill(static_cast<Qvo16s>(value));
-        expectClose(in, "flat");
-    }
-    for (int i = 0; i < 20000; ++i) {
-        for (auto& e : in)
-            e = random.chance(50) ? 127 : -128;
-        expectClose(in, "extremes");
-    }
     // The sign pattern of each basis function gives the largest coefficient there is, at full and lesser contrast.
     for (int k = 0; k < 64; ++k) {
         for (int amplitude = 1; amplitude <= 128; ++amplitude) {
-            for (int x = 0; x < 64; ++x) {
-                const double basis = fields(k / 8, x / 8) * dct8(k % 8, x % 8);
-                in[x] = static_cast<Qvo16s>(basis < 0 ? -amplitude : amplitude - 1);
+            for (const bool signs : {true, false}) {
+                for (int x = 0; x < 64; ++x) {
+                    const double basis = fields(k / 8, x / 8) * dct8(k % 8, x % 8);
+                    in[x] = static_cast<Qvo16s>(signs ? (basis < 0 ? -amplitude : amplitude - 1)
+                                                      : std::lrint(basis * 4 * amplitude) - 1);
+                }
+                ASSERT_LE(roundTrip(in).worst, 2) << "basis function " << k;
             }
-            expectClose(in, "signs of a basis function");
-            for (int x = 0; x < 64; ++x) {
-                const double basis = fields(k / 8, x / 8) * dct8(k % 8, x % 8);
-                in[x] = static_cast<Qvo16s>(std::lrint(basis * 4 * amplitude) - 1);
-            }
-            expectClose(in, "basis function");
         }
-    }
-    // Every block whose rows, or columns, are all the same two-valued pattern; single samples.
-    for (int pattern = 0; pattern < 256; ++pattern) {
-        for (int x = 0; x < 64; ++x)
-            in[x] = (pattern >> x % 8) & 1 ? 127 : -128;
-        expectClose(in, "vertical stripes");
-        for (int x = 0; x < 64; ++x)
-            in[x] = (pattern >> x / 8) & 1 ? 127 : -128;
-        expectClose(in, "horizontal stripes");
-    }
-    for (int x = 0; x < 64; ++x) {
-        for (int value = -128; value <= 127; ++value) {
-            in.fill(-128);
-            in[x] = static_cast<Qvo16s>(value);
-            expectClose(in, "single sample");
-        }
-    }
-}
-
-// Climbs from random blocks to ones whose coefficients' rounding errors add up in one sample.
-TEST(Dct2x4x8, InverseUndoesForwardOnBlocksSearchedForTheirError) {
-    Random random(6);
-    for (int start = 0; start < 40; ++start) {
-        const int sample = random.range(0, 63);
-        const auto error = [&](Block block) {
-            const int original = block[sample];
-            qvoiDCT2x4x8Frw_16s_C1I(block.data());
-            double real = -original;
-            for (int k = 0; k < 64; ++k) {
-                real += fields(k / 8, sample / 8) * dct8(k % 8, sample % 8) * block[k];
-            }
-            return std::abs(real);
-        };
-        Block block;
-        random.fill(block, -128, 127);
-        double worst = error(block);
-        for (int step = 0; step < 1500; ++step) {
-            Block changed = block;
-            changed[random.range(0, 63)] = static_cast<Qvo16s>(random.range(-128, 127));
-            const double e = error(changed);
-            if (e <= worst) continue;
-            worst = e;
-            block = changed;
-            ASSERT_LE(roundTrip(block).worst, 2) << start;
-        }
-        EXPECT_GT(worst, 0.7) << "the search found nothing";
     }
 }
 
@@ -236,13 +159,13 @@ TEST(Dct2x4x8, CoefficientsToTheDocumentedRangeDoNotWrap) {
 }
 
 TEST(Dct2x4x8, TouchesTheBlockOnlyAndChecksForNull) {
-    for (const Guard guard : {Guard::after, Guard::before}) {
-        Guarded<Qvo16s> block(64, guard);
-        EXPECT_EQ(qvoStatusOk, qvoiDCT2x4x8Frw_16s_C1I(block.data()));
-        EXPECT_EQ(qvoStatusOk, qvoiDCT2x4x8Inv_16s_C1I(block.data()));
+    for (const auto operation : {qvoiDCT2x4x8Frw_16s_C1I, qvoiDCT2x4x8Inv_16s_C1I}) {
+        for (const Guard guard : {Guard::after, Guard::before}) {
+            Guarded<Qvo16s> block(64, guard);
+            EXPECT_EQ(qvoStatusOk, operation(block.data()));
+        }
+        EXPECT_EQ(qvoStatusNullPtr, operation(nullptr));
     }
-    EXPECT_EQ(qvoStatusNullPtr, qvoiDCT2x4x8Frw_16s_C1I(nullptr));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiDCT2x4x8Inv_16s_C1I(nullptr));
 }
 
 }  // namespace

@@ -178,19 +178,6 @@ TEST(DctAanInPlace, ResidualOverItsOwnSource) {
     }
 }
 
-// The first eight positions of both scans lie in the corner, so that the shortcut costs nothing.
-TEST(DctAanShortcut, CornerFormEqualsTheFullOneOnACornerBlock) {
-    Random random(4);
-    for (int i = 0; i < 500; ++i) {
-        Block in{}, corner, full;
-        for (int k = 0; k < 16; ++k)
-            in[8 * (k / 4) + k % 4] = static_cast<Qvo16s>(random.range(-32768, 32767));
-        qvoiDCT8x8Inv_AANTransposed_16s_C1R(in.data(), corner.data(), 16, 8);
-        qvoiDCT8x8Inv_AANTransposed_16s_C1R(in.data(), full.data(), 16, 64);
-        ASSERT_EQ(full, corner) << i;
-    }
-}
-
 // An eighth of a unit above the real transform on average: the rounding adds 0.625.
 TEST(DctAanPrecision, IsTheRealTransformOfTheTransposedBlockBiasedUp) {
     Random random(5);
