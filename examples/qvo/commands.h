@@ -21,6 +21,7 @@ struct DecodeOptions {
     bool md5 = false;
     bool stats = false;
     int frames = 0;  // 0: all
+    bool to420 = false;
     bool deblock = false;
     bool dering = false;
 };

@@ -42,6 +42,13 @@ Size commonSize(const CompareOptions& options, const VideoReader& a, const Video
     return size;
 }
 
+// A file without a header has the chrominance format of the other.
+Chroma commonChroma(const CompareOptions& options, const VideoReader& a, const VideoReader& b) {
+    const bool bothKnown = a.info().width > 0 && b.info().width > 0;
+    if (bothKnown && a.chroma() != b.chroma()) throw Failure(options.second, "the chrominance formats differ");
+    return a.info().width > 0 ? a.chroma() : b.chroma();
+}
+
 double squaredError(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
     std::uint64_t sum = 0;
     for (std::size_t i = 0; i < a.size(); ++i) {
@@ -59,7 +66,7 @@ int compare(const CompareOptions& options) {
     VideoReader a(inputA);
     VideoReader b(inputB);
     const Size size = commonSize(options, a, b);
-    std::vector<std::uint8_t> frameA(pictureBytes(size.width, size.height));
+    std::vector<std::uint8_t> frameA(pictureBytes(size.width, size.height, commonChroma(options, a, b)));
     std::vector<std::uint8_t> frameB(frameA.size());
     const auto samples = static_cast<double>(frameA.size());
 

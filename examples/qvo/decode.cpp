@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "chroma.h"
 #include "commands.h"
 #include "failure.h"
 #include "mpeg4/postfilter.h"
@@ -139,7 +140,7 @@ class Decoding {
         const codecs::Stage before = decoder_->clock().enter(codecs::Stage::filter);
         const FrameView filtered = filter(frame);
         decoder_->clock().enter(codecs::Stage::output);
-        const FrameView fitted = fitter_.fit(filtered);
+        const FrameView fitted = fitter_.fit(options_.to420 ? converter_.convert(filtered) : filtered);
         for (auto& output : outputs_)
             output->frame(fitted, decoder_->info());
         ++frames_;
@@ -185,6 +186,7 @@ class Decoding {
     std::vector<std::unique_ptr<Output>> outputs_;
     std::unique_ptr<codecs::Decoder> decoder_;
     codecs::mpeg4::PostFilter postFilter_;
+    To420 converter_;
     Fitter fitter_;
     Progress progress_;
     int frames_ = 0;

@@ -85,13 +85,14 @@ int run(int argc, char** argv) {
             "Format of OUT, instead of by its name")
         ->check(CLI::IsMember(formats).description(""))
         ->type_name("y4m|yuv");
-    decodeCommand.add_flag("--md5", decodeOptions.md5, "Print the MD5 of all frames as planar 4:2:0");
+    decodeCommand.add_flag("--md5", decodeOptions.md5, "Print the MD5 of all frames, planar");
     decodeCommand.add_option("--frames", decodeOptions.frames, "Stop after N frames")
         ->check(CLI::PositiveNumber)
         ->type_name("N");
     decodeCommand.add_option("--png", decodeOptions.pngFolder, "Write every frame as PNG into DIR")->type_name("DIR");
     decodeCommand.add_option("--sheet", decodeOptions.sheet, "Write a contact sheet of twelve frames as PNG")
         ->type_name("PNG");
+    decodeCommand.add_flag("--420", decodeOptions.to420, "Convert 4:1:1 (DV) to 4:2:0");
     decodeCommand.add_flag("--deblock", decodeOptions.deblock, "Smooth the edges of blocks for display (MPEG-4)");
     decodeCommand.add_flag("--dering", decodeOptions.dering, "Smooth the ringing within blocks for display (MPEG-4)");
     decodeCommand.add_flag("--stats", decodeOptions.stats, "Print frames per second and time per stage");
@@ -109,8 +110,8 @@ int run(int argc, char** argv) {
 
     CompareOptions compareOptions;
     CLI::App& compareCommand = *app.add_subcommand("compare", "Print the PSNR between two decoded videos");
-    compareCommand.add_option("A", compareOptions.first, "Video file, .y4m or planar 4:2:0")->required();
-    compareCommand.add_option("B", compareOptions.second, "Video file, .y4m or planar 4:2:0")->required();
+    compareCommand.add_option("A", compareOptions.first, "Video file, .y4m or planar")->required();
+    compareCommand.add_option("B", compareOptions.second, "Video file, .y4m or planar")->required();
     compareCommand.add_option("--size", compareOptions.size, "Picture size, where neither file says it")
         ->type_name("WxH");
     compareCommand.add_option("--floor", compareOptions.floor, "Fail where a frame is below")->type_name("DB");

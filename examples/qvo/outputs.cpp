@@ -32,6 +32,7 @@ std::string y4mColours(const codecs::FrameView& frame, const codecs::StreamInfo&
     const bool halfHeight = cb.height < luma.height;
     if (across == 4) return "411";
     if (!halfHeight) return across == 1 ? "444" : "422";
+    if (info.codec == "DV" && info.profile.ends_with("4:2:0")) return "420paldv";
     const bool centred = info.codec.starts_with("MPEG-1") || info.codec.starts_with("H.263");
     return centred ? "420jpeg" : "420mpeg2";
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "dv/decoder.h"
+#include "dv/dif.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg4/decoder.h"
@@ -93,6 +95,15 @@ Certainty probeH264(Bytes head) {
     return unlikely;
 }
 
+// A stream of DIF blocks begins with a sequence (SMPTE 314M, 4.2); one that was cut has one further on.
+Certainty probeDv(Bytes head) {
+    const std::size_t last = std::min(head.size(), codecs::dv::sequenceBytes);
+    for (std::size_t i = 0; i < last; ++i) {
+        if (codecs::dv::sequenceNumber(head.subspan(i)) >= 0) return i == 0 ? certain : possible;
+    }
+    return unlikely;
+}
+
 }  // namespace
 
 const std::vector<Codec>& registry() {
@@ -100,6 +111,7 @@ const std::vector<Codec>& registry() {
         {{"mpeg2", "mpeg1", "mpeg2video", "mpeg1video", "mpegvideo"}, probeMpegVideo, codecs::makeMpeg2Decoder},
         // Before MPEG-4, whose start codes its own may look like.
         {{"h264", "avc"}, probeH264, codecs::makeH264Decoder},
+        {{"dv", "dvvideo"}, probeDv, codecs::makeDvDecoder},
         {{"mpeg4", "mp4v", "m4v"}, probeMpeg4Video, codecs::makeMpeg4Decoder},
     };
     return codecs;

@@ -16,9 +16,10 @@ int takeNumber(std::string_view& text) {
     return value;
 }
 
-std::size_t pictureBytes(int width, int height) {
+std::size_t pictureBytes(int width, int height, Chroma chroma) {
     const auto w = static_cast<std::size_t>(width), h = static_cast<std::size_t>(height);
-    return w * h + (w + 1) / 2 * ((h + 1) / 2) * 2;
+    const auto across = static_cast<std::size_t>(chroma.across), down = static_cast<std::size_t>(chroma.down);
+    return w * h + (w + across - 1) / across * ((h + down - 1) / down) * 2;
 }
 
 codecs::FrameView viewPicture(const std::uint8_t* samples, int width, int height) {
@@ -66,6 +67,21 @@ std::string VideoReader::readLine() {
     return line;
 }
 
+// 4:2:0 has several names, by the place of its samples; p10 and the like at the end stand for more than 8 bits.
+void VideoReader::readChroma(std::string_view name) {
+    if (name.starts_with("420") && !name.starts_with("420p1")) {
+        chroma_ = {2, 2};
+    } else if (name == "411") {
+        chroma_ = {4, 1};
+    } else if (name == "422") {
+        chroma_ = {2, 1};
+    } else if (name == "444") {
+        chroma_ = {1, 1};
+    } else {
+        throw Failure(input_.path(), "not 8-bit 4:2:0, 4:1:1, 4:2:2 or 4:4:4");
+    }
+}
+
 // Words of one letter and a value: W352 H288 F25:1 Ip A12:11 C420mpeg2.
 void VideoReader::readHeader() {
     const std::string line = readLine();
@@ -102,8 +118,7 @@ void VideoReader::readHeader() {
                 topFieldFirst_ = value != "b";
                 break;
             case 'C':
-                if (!value.starts_with("420") || value.starts_with("420p1"))
-                    throw Failure(input_.path(), "not 8-bit 4:2:0");
+                readChroma(value);
                 break;
             default:
                 break;

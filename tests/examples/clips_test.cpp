@@ -1,5 +1,4 @@
-// Clips that ffmpeg makes on the spot: picture types, sizes and coding tools of MPEG-1, MPEG-2 and MPEG-4,
-// and containers.
+// Clips that ffmpeg makes on the spot: picture types, sizes and coding tools of each codec, and containers.
 #include <cstdlib>
 #include <string>
 
@@ -32,7 +31,9 @@ std::string makeClip(const Clip& clip) {
 }
 
 void decodeLikeFfmpeg(const Clip& clip) {
-    expectLikeReference(makeClip(clip), clip.width, clip.height, clip.frames, clip.floor);
+    const bool quarter = std::string(clip.options).find("yuv411p") != std::string::npos;
+    expectLikeReference(makeClip(clip), clip.width, clip.height, clip.frames, clip.floor,
+                        quarter ? "yuv411p" : "yuv420p");
 }
 
 class Clips : public testing::TestWithParam<Clip> {};
@@ -210,6 +211,29 @@ INSTANTIATE_TEST_SUITE_P(H264, Containers,
                                          Clip{"Matroska", pattern, 176, 144, 8, BASELINE "slices=3", ".mkv", exact},
                                          Clip{"TransportStream", patternAndSound, 176, 144, 8, BASELINE "keyint=4",
                                               ".ts", exact}),
+                         [](const auto& clip) { return std::string(clip.param.name); });
+
+#define DV525 "-c:v dvvideo -pix_fmt yuv411p -r 30000/1001 "
+#define DV625 "-c:v dvvideo "
+// Blocks choose the 2-4-8 mode where the fields differ.
+#define FIELDS "-flags +ildct+ilme"
+
+INSTANTIATE_TEST_SUITE_P(Dv, Clips,
+                         testing::Values(Clip{"525", pattern, 720, 480, 4, DV525, ".dv", 54},
+                                         Clip{"525Fields", fields, 720, 480, 4, DV525 FIELDS, ".dv", 54},
+                                         Clip{"525Noise", noise, 720, 480, 2, DV525, ".dv", 54},
+                                         Clip{"625", fractal, 720, 576, 4, DV625, ".dv", 54},
+                                         Clip{"625Fields", fields, 720, 576, 4, DV625 FIELDS, ".dv", 54},
+                                         Clip{"625Noise", noise, 720, 576, 2, DV625 FIELDS, ".dv", 54},
+                                         Clip{"625Quarter", fast, 720, 576, 3, "-c:v dvvideo -pix_fmt yuv411p", ".dv",
+                                              54}),
+                         [](const auto& clip) { return std::string(clip.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(Dv, Containers,
+                         testing::Values(Clip{"Avi", patternAndSound, 720, 576, 3, DV625 "-ar 48000 -ac 2", ".avi",
+                                              54},
+                                         Clip{"QuickTime", pattern, 720, 480, 3, DV525, ".mov", 54},
+                                         Clip{"Matroska", pattern, 720, 576, 3, DV625, ".mkv", 54}),
                          [](const auto& clip) { return std::string(clip.param.name); });
 
 }  // namespace

@@ -197,4 +197,71 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"Mpeg4Partitioned", "-c:v mpeg4 -f m4v -data_partitioning 1 -ps 500", ".m4v", vopCode}),
     [](const auto& kind) { return std::string(kind.param.name); });
 
+// DV has nothing but whole pictures of its own, in blocks with a place and a number.
+class DvDamage : public testing::TestWithParam<const char*> {
+  protected:
+    static constexpr int dvFrames = 5;
+
+    void SetUp() override {
+        const std::string clip =
+            ffmpeg(std::string("-f lavfi -i testsrc2=") + GetParam() + " -frames:v 5 -c:v dvvideo", ".dv");
+        stream_ = readFile(clip);
+        frameBytes_ = stream_.size() / dvFrames;
+        height_ = frameBytes_ == 144000 ? 576 : 480;
+        ASSERT_EQ(qvo("decode " + clip + " -o " + workPath("clean.yuv")).code, 0);
+    }
+
+    // Decodes and expects the summary; all frames but one are as they were.
+    void expectHarmed(const Bytes& bytes, int harmed) {
+        writeFile(workPath("damaged.dv"), bytes);
+        const Ran ran = qvo("decode " + workPath("damaged.dv") + " -o " + workPath("damaged.yuv"));
+        ASSERT_EQ(ran.code, 0) << ran.err;
+        EXPECT_GT(concealed(ran), 0) << ran.err;
+        const Video before(workPath("clean.yuv"), 720, height_), after(workPath("damaged.yuv"), 720, height_);
+        ASSERT_EQ(after.frames(), dvFrames);
+        for (int i = 0; i < dvFrames; ++i) {
+            if (i == harmed) {
+                EXPECT_GT(after.psnr(before, i), 20) << "frame " << i;
+            } else {
+                EXPECT_TRUE(after.sameFrame(before, i)) << "frame " << i;
+            }
+        }
+    }
+
+    auto at(int frame, std::size_t byte) {
+        return stream_.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(frame) * frameBytes_ + byte);
+    }
+
+    Bytes stream_;
+    std::size_t frameBytes_ = 0;
+    int height_ = 0;
+};
+
+TEST_P(DvDamage, StaysInItsFrame) {
+    Random random(5);
+    const Bytes clean = stream_;
+    for (auto byte = at(2, 30000); byte != at(2, 50000); ++byte)
+        *byte = static_cast<std::uint8_t>(random.next());
+    expectHarmed(stream_, 2);
+
+    stream_ = clean;
+    stream_.erase(at(3, 20001), at(3, 60000));
+    expectHarmed(stream_, 3);
+
+    stream_ = clean;
+    for (int i = 0; i < 100; ++i)
+        *at(2, static_cast<std::size_t>(random.range(0, 119999))) ^=
+            static_cast<std::uint8_t>(1 << random.range(0, 7));
+    expectHarmed(stream_, 2);
+
+    stream_ = clean;
+    stream_.erase(at(4, 70001), stream_.end());
+    expectHarmed(stream_, 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, DvDamage,
+                         testing::Values("s=720x576:r=25 -pix_fmt yuv420p",
+                                         "s=720x480:r=30000/1001 -pix_fmt yuv411p"),
+                         [](const auto& clip) { return clip.index == 0 ? "Lines625" : "Lines525"; });
+
 }  // namespace

@@ -78,8 +78,8 @@ std::string ffmpeg(const std::string& arguments, const std::string& extension) {
     return path;
 }
 
-std::string referenceDecode(const std::string& stream) {
-    return ffmpeg("-i " + quoted(stream) + " -f rawvideo -pix_fmt yuv420p -vsync 0", ".yuv");
+std::string referenceDecode(const std::string& stream, const std::string& pixelFormat) {
+    return ffmpeg("-i " + quoted(stream) + " -f rawvideo -pix_fmt " + pixelFormat + " -vsync 0", ".yuv");
 }
 
 Video::Video(const std::string& path, int width, int height)
@@ -102,13 +102,14 @@ double Video::psnr(const Video& other, int frame) const {
     return error > 0 ? 10 * std::log10(255.0 * 255.0 * static_cast<double>(frameSize_) / error) : 999;
 }
 
-void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor) {
+void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor,
+                         const std::string& pixelFormat) {
     const std::string output = workPath("out.yuv");
     const Ran ran = qvo("decode " + quoted(stream) + " -o " + quoted(output));
     ASSERT_EQ(ran.code, 0) << ran.err;
     EXPECT_EQ(ran.err, "");
     const Video ours(output, width, height);
-    const Video reference(referenceDecode(stream), width, height);
+    const Video reference(referenceDecode(stream, pixelFormat), width, height);
     ASSERT_EQ(reference.frames(), frames);
     ASSERT_EQ(ours.frames(), frames);
     double worst = 999;

@@ -29,10 +29,10 @@ std::string ffmpeg(const std::string& arguments, const std::string& extension);
 // Runs ffmpeg with these arguments, every time anew. It prints warnings and errors.
 Ran runFfmpeg(const std::string& arguments);
 
-// ffmpeg's decode of a stream as planar 4:2:0.
-std::string referenceDecode(const std::string& stream);
+// ffmpeg's decode of a stream as planar frames.
+std::string referenceDecode(const std::string& stream, const std::string& pixelFormat = "yuv420p");
 
-// Planar 4:2:0 frames of one size in one piece.
+// Planar frames of one size in one piece, 4:2:0 or, which has as many samples, 4:1:1 of a width divisible by 4.
 class Video {
   public:
     Video(const std::string& path, int width, int height);
@@ -49,6 +49,7 @@ class Video {
 };
 
 // Decodes a stream with qvo and expects that many frames, each at or above the floor against ffmpeg's decode.
-void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor);
+void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor,
+                         const std::string& pixelFormat = "yuv420p");
 
 #endif

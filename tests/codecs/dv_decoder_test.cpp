@@ -1,0 +1,231 @@
+#include "dv/decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "dv/dif.h"
+#include "dv/encoder.h"
+#include "dv/frame.h"
+
+namespace {
+
+using codecs::FrameView;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::size_t sequenceBytes = 12000;
+constexpr std::size_t blockBytes = 80;
+
+// Identifications of a sequence's 150 blocks.
+void writeIds(std::uint8_t* sequence, int number) {
+    const auto id = [&](int block, int section, int count) {
+        std::uint8_t* const at = sequence + static_cast<std::size_t>(block) * blockBytes;
+        at[0] = static_cast<std::uint8_t>(section << 5 | 0x1F);
+        at[1] = static_cast<std::uint8_t>(number << 4 | 7);
+        at[2] = static_cast<std::uint8_t>(count);
+    };
+    id(0, 0, 0);
+    for (int i = 0; i < 5; ++i)
+        id(1 + i, i < 2 ? 1 : 2, i < 2 ? i : i - 2);
+    for (int i = 0; i < 144; ++i)
+        id(6 + i, i % 16 == 0 ? 3 : 4, i % 16 == 0 ? i / 16 : i - i / 16 - 1);
+}
+
+struct Kind {
+    bool lines625 = true;
+    int applicationId = 0;
+    int signalType = 0;
+    int sequences() const { return lines625 ? 12 : 10; }
+};
+
+// A frame of segments of 400 bytes each.
+template <class Make>
+Bytes makeFrame(const Kind& kind, Make segment) {
+    Bytes frame(sequenceBytes * static_cast<std::size_t>(kind.sequences()), 0xFF);
+    for (int s = 0; s < kind.sequences(); ++s) {
+        std::uint8_t* const at = frame.data() + static_cast<std::size_t>(s) * sequenceBytes;
+        for (int i = 0; i < 27; ++i) {
+            const Bytes bytes = segment();
+            std::copy(bytes.begin(), bytes.end(), at + codecs::dv::segmentOffset(i));
+        }
+        writeIds(at, s);
+        at[3] = kind.lines625 ? 0xBF : 0x3F;
+        at[4] = static_cast<std::uint8_t>(0xF8 | kind.applicationId);
+        std::uint8_t* const pack = at + 5 * blockBytes + 48;
+        const Bytes packs = {0x60, 0xFF, 0xFF, static_cast<std::uint8_t>(0xC0 | kind.signalType), 0xFF, 0x61, 0x3F,
+                             0xC8, 0xFC, 0xFF};
+        std::copy(packs.begin(), packs.end(), pack);
+    }
+    return frame;
+}
+
+// Every block flat at this DC value.
+Bytes flatFrame(const Kind& kind, int dc) {
+    dv::Segment segment;
+    for (dv::Block& block : segment.blocks)
+        block.dc = dc;
+    Random random(1);
+    const Bytes bytes = dv::encode(segment, random).bytes;
+    return makeFrame(kind, [&] { return bytes; });
+}
+
+// Every frame in one piece of samples.
+struct Decoded {
+    std::vector<Bytes> frames;
+    codecs::DamageReport damage;
+    codecs::StreamInfo info;
+};
+
+Decoded decode(const Bytes& stream, std::size_t piece = 100000) {
+    Decoded run;
+    const auto decoder = codecs::makeDvDecoder();
+    const auto sink = [&](const FrameView& frame) {
+        Bytes samples;
+        for (const auto& plane : frame.planes) {
+            for (int y = 0; y < plane.height; ++y)
+                samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
+        }
+        run.frames.push_back(samples);
+    };
+    for (std::size_t at = 0; at < stream.size(); at += piece)
+        decoder->decode(stream.data() + at, std::min(piece, stream.size() - at), sink);
+    decoder->finish(sink);
+    run.damage = decoder->damage();
+    if (decoder->hasInfo()) run.info = decoder->info();
+    return run;
+}
+
+Bytes operator+(const Bytes& a, const Bytes& b) {
+    Bytes both = a;
+    both.insert(both.end(), b.begin(), b.end());
+    return both;
+}
+
+std::ptrdiff_t count(const Bytes& samples, int value) {
+    return std::count(samples.begin(), samples.end(), value);
+}
+
+// DC value of flat blocks and the sample it stands for.
+constexpr int dark = -100, darkSample = 78;
+constexpr int light = 60, lightSample = 158;
+
+const Kind kinds[] = {{false, 0, 0}, {false, 1, 0}, {true, 0, 0}, {true, 1, 0}};
+
+TEST(DvDecoder, MacroblocksFillThePictureOnce) {
+    for (const Kind& kind : kinds) {
+        const codecs::dv::System& system = !kind.lines625            ? codecs::dv::system525
+                                           : kind.applicationId == 0 ? codecs::dv::system625
+                                                                     : codecs::dv::system625Quarter;
+        std::vector<Bytes> hits;
+        codecs::dv::Frame frame(system);
+        for (std::size_t plane = 0; plane < 3; ++plane) {
+            const auto view = frame.view(plane);
+            hits.emplace_back(static_cast<std::size_t>(view.width * view.height));
+        }
+        for (int i = 0; i < system.sequences * 27 * 5; ++i) {
+            const auto place = codecs::dv::placeOf(system, i / 135, i / 5 % 27, i % 5);
+            for (int block = 0; block < 6; ++block) {
+                for (const auto& area : codecs::dv::areasOf(system, place, block)) {
+                    for (int k = 0; k < 8 * area.width; ++k) {
+                        const int x = area.x + k % area.width, y = area.y + k / area.width;
+                        ++hits[area.plane].at(static_cast<std::size_t>(y * frame.step(area.plane) + x));
+                    }
+                }
+            }
+        }
+        for (const Bytes& plane : hits)
+            EXPECT_EQ(static_cast<std::ptrdiff_t>(plane.size()), count(plane, 1));
+    }
+}
+
+TEST(DvDecoder, FramesComeWholeHoweverTheyAreCutIntoPieces) {
+    for (const Kind& kind : kinds) {
+        Random random(2);
+        Bytes stream;
+        for (int i = 0; i < 2; ++i)
+            stream = stream + makeFrame(kind, [&] {
+                         dv::Segment segment = dv::randomSegment(random, 1500);
+                         segment.errorStatuses = {};
+                         return dv::encode(segment, random).bytes;
+                     });
+        const Decoded whole = decode(stream);
+        ASSERT_EQ(2U, whole.frames.size());
+        EXPECT_EQ(0, whole.damage.damagedPictures);
+        EXPECT_EQ(kind.lines625 ? 576 : 480, whole.info.height);
+        for (const std::size_t piece : {std::size_t{7}, std::size_t{512}, std::size_t{12000}})
+            EXPECT_EQ(whole.frames, decode(stream, piece).frames) << piece;
+    }
+}
+
+// The frame before shows through where macroblocks say that they are in error or are not what stands there.
+TEST(DvDecoder, LostMacroblocksAreThoseOfTheFrameBefore) {
+    const Kind kind;
+    const Bytes before = flatFrame(kind, dark);
+    Bytes after = flatFrame(kind, light);
+    const auto macroblock = [&](int sequence, int segment, int index) {
+        return after.data() + static_cast<std::size_t>(sequence) * sequenceBytes +
+               codecs::dv::segmentOffset(segment) + static_cast<std::size_t>(index) * blockBytes;
+    };
+    macroblock(3, 5, 2)[3] |= 0xF0;
+    macroblock(3, 5, 3)[3] |= 0x70;
+    macroblock(11, 26, 4)[2] ^= 1;
+    const Decoded run = decode(before + after);
+    ASSERT_EQ(2U, run.frames.size());
+    EXPECT_EQ(3, run.damage.concealedMacroblocks);
+    EXPECT_EQ(1, run.damage.damagedPictures);
+    EXPECT_EQ(3 * 384, count(run.frames[1], darkSample));
+    EXPECT_EQ(720 * 576 * 3 / 2 - 3 * 384, count(run.frames[1], lightSample));
+    // With nothing before there is grey.
+    EXPECT_EQ(3 * 384, count(decode(after).frames.at(0), 128));
+}
+
+TEST(DvDecoder, BlocksThatOverrunAreConcealedAlone) {
+    const Kind kind;
+    Bytes damaged = flatFrame(kind, light);
+    std::uint8_t* const at = damaged.data() + 5 * sequenceBytes + codecs::dv::segmentOffset(5);
+    at[5] |= 0x0F;  // a run of 63 as the first code of Y0
+    at[6] = 0xDF;
+    at[7] |= 0x80;
+    const Decoded run = decode(flatFrame(kind, dark) + damaged);
+    EXPECT_EQ(1, run.damage.concealedMacroblocks);
+    EXPECT_EQ(64, count(run.frames.at(1), darkSample));
+}
+
+TEST(DvDecoder, MissingAndAddedBytesHarmTheirSequenceOnly) {
+    const Kind kind{false, 0, 0};
+    const Bytes before = flatFrame(kind, dark), after = flatFrame(kind, light);
+    const auto inSequence = [](int sequence, std::size_t at) {
+        return static_cast<std::ptrdiff_t>(static_cast<std::size_t>(sequence) * sequenceBytes + at);
+    };
+    Bytes shorter = after;
+    shorter.erase(shorter.begin() + inSequence(4, 6960), shorter.begin() + inSequence(4, 6961));
+    Bytes longer = after;
+    longer.insert(longer.begin() + inSequence(4, 6960), 100, 0);
+    Bytes without = after;
+    without.erase(without.begin() + inSequence(4, 0), without.begin() + inSequence(5, 0));
+    for (const Bytes& damaged : {shorter, longer, without}) {
+        const Decoded run = decode(before + damaged + after);
+        ASSERT_EQ(3U, run.frames.size());
+        EXPECT_GT(run.damage.concealedMacroblocks, 20);
+        EXPECT_LE(run.damage.concealedMacroblocks, 135);
+        EXPECT_EQ(run.damage.concealedMacroblocks * 384, count(run.frames[1], darkSample));
+        EXPECT_EQ(static_cast<std::ptrdiff_t>(run.frames[2].size()), count(run.frames[2], lightSample));
+    }
+}
+
+TEST(DvDecoder, AStreamBeginsWithItsFirstWholeFrame) {
+    const Kind kind;
+    Bytes first = flatFrame(kind, dark);
+    first.erase(first.begin(), first.begin() + 30000);
+    const Decoded run = decode(first + flatFrame(kind, light));
+    ASSERT_EQ(1U, run.frames.size());
+    EXPECT_EQ(0, run.damage.damagedPictures);
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(run.frames[0].size()), count(run.frames[0], lightSample));
+}
+
+TEST(DvDecoder, OtherKindsAreRefused) {
+    for (const int signalType : {4, 0x14, 0x18})
+        EXPECT_THROW(decode(flatFrame({true, 1, signalType}, dark)), codecs::UnsupportedStream);
+}
+
+}  // namespace
