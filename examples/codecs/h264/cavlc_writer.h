@@ -14,7 +14,7 @@ namespace codecs::h264 {
 // ue(v)
 template <class Sink>
 void putUe(Sink& sink, std::uint32_t value) {
-    const int length = std::bit_width(value + 1);
+    const int length = static_cast<int>(std::bit_width(value + 1));
     sink.put(0, length - 1);
     sink.put(value + 1, length);
 }
@@ -26,7 +26,7 @@ void putSe(Sink& sink, int value) {
 }
 
 inline int ueBits(std::uint32_t value) {
-    return 2 * std::bit_width(value + 1) - 1;
+    return 2 * static_cast<int>(std::bit_width(value + 1)) - 1;
 }
 
 inline int seBits(int value) {

@@ -38,7 +38,7 @@ int vectorBits(int value, int prediction, int fCode) {
 }
 
 int fCodeFor(int range) {
-    return std::bit_width(static_cast<unsigned>(range) / 16) + 1;
+    return static_cast<int>(std::bit_width(static_cast<unsigned>(range) / 16)) + 1;
 }
 
 void MacroblockWriter::startSlice(int row, int quantiserCode) {

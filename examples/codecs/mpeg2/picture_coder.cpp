@@ -229,7 +229,7 @@ const Qvo8u* PictureCoder::lumaBlock(int b) const {
 }
 
 int PictureCoder::dcBits(std::size_t component, int difference) {
-    const int size = std::bit_width(static_cast<unsigned>(std::abs(difference)));
+    const int size = static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
     return static_cast<int>(writeTables().dcSize[component == 0 ? 0 : 1][static_cast<std::size_t>(size)].length) +
            size;
 }
