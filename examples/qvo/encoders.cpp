@@ -2,6 +2,7 @@
 
 #include "h264/encoder.h"
 #include "mpeg2/encoder.h"
+#include "mpeg4/encoder.h"
 
 namespace qvo {
 
@@ -9,6 +10,7 @@ const std::vector<EncoderEntry>& encoders() {
     static const std::vector<EncoderEntry> entries = {
         {"h264", "H.264", codecs::makeH264Encoder},
         {"mpeg2", "MPEG-2 video", codecs::makeMpeg2Encoder},
+        {"mpeg4", "MPEG-4 video", codecs::makeMpeg4Encoder},
     };
     return entries;
 }

@@ -62,6 +62,13 @@ void addEncodeOptions(CLI::App& command, EncodeOptions& options) {
     command.add_option("-B", settings.bPictures, "B pictures between two others")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    command
+        .add_option("--packet-bits", settings.packetBits,
+                    "Begin packets that decode on their own, about so long (mpeg4)")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command.add_flag("--matrix", settings.matrixQuantiser, "Quantise by matrices (mpeg4: Advanced Simple Profile)");
+    command.add_flag("!--one-vector", settings.fourVectors, "No more than one vector per macroblock (mpeg4)");
     command.add_flag("--stats", options.stats, "Print bits, PSNR, frames per second and time per stage");
 }
 

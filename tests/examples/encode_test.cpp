@@ -73,6 +73,18 @@ INSTANTIATE_TEST_SUITE_P(Mpeg2, Encode,
                                                   fractal, 171, 133}),
                          [](const auto& encoding) { return std::string(encoding.param.name); });
 
+INSTANTIATE_TEST_SUITE_P(
+    Mpeg4, Encode,
+    testing::Values(Encoding{"Usual", "mpeg4", "-q 5 --key-interval 30", ".m4v", 50},
+                    Encoding{"Fine", "mpeg4", "-q 1 --key-interval 30 --one-vector", ".m4v", 50},
+                    Encoding{"Coarse", "mpeg4", "-q 31 --key-interval 30 --packet-bits 2000", ".m4v", 50},
+                    Encoding{"Matrix", "mpeg4", "-q 4 --key-interval 30 --matrix", ".m4v", 50},
+                    Encoding{"MatrixPackets", "mpeg4", "-q 12 --key-interval 30 --matrix --packet-bits 500", ".m4v",
+                             50},
+                    Encoding{"BitRate", "mpeg4", "-b 700 --key-interval 30", ".m4v", 50},
+                    Encoding{"OddSize", "mpeg4", "-q 3 --key-interval 30", ".m4v", 50, fractal, 171, 133}),
+    [](const auto& encoding) { return std::string(encoding.param.name); });
+
 // At no less quality the stream may be this much larger than ffmpeg's.
 struct Contest {
     const char* name;
@@ -124,5 +136,11 @@ INSTANTIATE_TEST_SUITE_P(Mpeg2, EncodedSize,
                                          Contest{"Coarse", "mpeg2", "-q 12 -B 0 --key-interval 12", ".m2v",
                                                  "-c:v mpeg2video -g 12 -bf 0 -q:v 16"}),
                          [](const auto& contest) { return std::string(contest.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Mpeg4, EncodedSize,
+    testing::Values(Contest{"Fine", "mpeg4", "-q 7 --key-interval 30", ".m4v", "-c:v mpeg4 -g 30 -q:v 8"},
+                    Contest{"Coarse", "mpeg4", "-q 14 --key-interval 30", ".m4v", "-c:v mpeg4 -g 30 -q:v 15"}),
+    [](const auto& contest) { return std::string(contest.param.name); });
 
 }  // namespace

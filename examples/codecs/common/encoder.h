@@ -28,6 +28,9 @@ struct EncoderSettings {
     long bitRate = 0;     // bits per second; 0: constant quantiser
     int keyInterval = 0;  // pictures from one intra picture to the next; 0: the codec's usual interval
     int bPictures = 0;    // B pictures between two others, where the codec has them
+    int packetBits = 0;   // about how long packets are that decode on their own, where the codec has them; 0: none
+    bool fourVectors = true;       // macroblocks may have four vectors (MPEG-4)
+    bool matrixQuantiser = false;  // quantise by the matrices of MPEG, not by the method of H.263 (MPEG-4)
 };
 
 // The settings ask for something the codec cannot do; what() is one clear line.

@@ -5,19 +5,18 @@
 
 namespace codecs::mpeg4 {
 
-namespace {
-
-// 6.3.3: what vol_quant_type selects where the layer brings no matrices.
-constexpr Matrix defaultIntraMatrix = {
+const Matrix defaultIntraMatrix = {
     8,  17, 18, 19, 21, 23, 25, 27, 17, 18, 19, 21, 23, 25, 27, 28, 20, 21, 22, 23, 24, 26,
     28, 30, 21, 22, 23, 24, 26, 28, 30, 32, 22, 23, 24, 26, 28, 30, 32, 35, 23, 24, 26, 28,
     30, 32, 35, 38, 25, 26, 28, 30, 32, 35, 38, 41, 27, 28, 30, 32, 35, 38, 41, 45,
 };
-constexpr Matrix defaultInterMatrix = {
+const Matrix defaultInterMatrix = {
     16, 17, 18, 19, 20, 21, 22, 23, 17, 18, 19, 20, 21, 22, 23, 24, 18, 19, 20, 21, 22, 23,
     24, 25, 19, 20, 21, 22, 23, 24, 26, 27, 20, 21, 22, 23, 25, 26, 27, 28, 21, 22, 23, 24,
     26, 27, 28, 30, 22, 23, 24, 26, 27, 28, 30, 31, 23, 24, 25, 27, 28, 30, 31, 33,
 };
+
+namespace {
 
 // Table 6-14; index 15 is written out in the header.
 struct Ratio {

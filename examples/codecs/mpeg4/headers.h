@@ -28,6 +28,10 @@ enum StartCode {
 // Weights in raster order.
 using Matrix = std::array<Qvo8u, 64>;
 
+// What vol_quant_type selects where the layer brings no matrices (6.3.3).
+extern const Matrix defaultIntraMatrix;
+extern const Matrix defaultInterMatrix;
+
 // Lengths in bits of what a VOP header carries about its complexity, by the kinds of VOP that carry it.
 struct ComplexityBits {
     int all = 0;
