@@ -26,8 +26,9 @@ namespace {
 constexpr int usualKeyInterval = 12;
 constexpr int maxBPictures = 7;
 constexpr int coarsestQuantiser = 31;
-constexpr double mostThrift = 1024;  // little more than DCs is left then
-constexpr int bufferUnit = 16384;    // of vbv_buffer_size
+constexpr double reserve = 0.25;          // of the buffer, which other pictures leave to the next intra picture
+constexpr double coarsestStep = 31 * 32;  // little more than DCs is left then
+constexpr int bufferUnit = 16384;         // of vbv_buffer_size
 
 // How much coarser than P pictures I and B pictures are quantised: what is predicted from should be better than what is
 // not. Measured.
@@ -99,6 +100,16 @@ codecs::PictureType rateType(PictureType type) {
     return static_cast<codecs::PictureType>(static_cast<int>(type) - 1);
 }
 
+// Steps go on where quantisers end: from there on bits weigh more than usual against errors.
+int quantiserOf(double step) {
+    return static_cast<int>(std::lround(std::min<double>(step, coarsestQuantiser)));
+}
+
+double thriftOf(double step) {
+    const double excess = std::max(step / coarsestQuantiser, 1.0);
+    return excess * excess;
+}
+
 class Mpeg2Encoder final : public Encoder {
   public:
     Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, PictureSink pictures);
@@ -116,7 +127,7 @@ class Mpeg2Encoder final : public Encoder {
 
     void codeWaiting();
     Coded codePicture(PictureType type, const PaddedPicture& source, long number, const Frame& target);
-    int chooseQuantiser(PictureType type) const;
+    double chooseStep(PictureType type) const;
     void hand(const Frame& frame, const Coded& coded);
     Frame* spareFrame();
 
@@ -154,7 +165,7 @@ Mpeg2Encoder::Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, Pict
     if (settings_.quantiser > 0) return;
     const double perPicture =
         static_cast<double>(settings_.bitRate) * settings_.rateDenominator / settings_.rateNumerator;
-    rate_.emplace(settings_, 1, coarsestQuantiser, typeFactors);
+    rate_.emplace(settings_, 1, coarsestStep, typeFactors);
     vbv_.emplace(static_cast<double>(sequence_.bufferSize) * bufferUnit, perPicture);
 }
 
@@ -236,10 +247,9 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
     header.topFieldFirst = false;
     const bool bidirectional = type == PictureType::bidirectional;
     const View* const newest = newer_ ? &newer_->frame() : nullptr;
-    int quantiser = chooseQuantiser(type);
-    header.intraVlcFormat = quantiser <= coarsestOfTableOne;
-    coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiser);
-    double thrift = 1;
+    double step = chooseStep(type);
+    header.intraVlcFormat = step <= coarsestOfTableOne;
+    coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiserOf(step));
     for (;;) {
         out_.clear();
         out_.reserve(256);
@@ -248,31 +258,31 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
             writeGroupHeader(out_, {groupFirst_ == number}, groupFirst_, wholeRate_);
         }
         writePictureHeader(out_, header, number - groupFirst_);
-        coder_.code(quantiser, thrift, out_, target.frame());
+        coder_.code(quantiserOf(step), thriftOf(step), out_, target.frame());
+        if (!vbv_) break;
+        // The buffer must not run empty, and an intra picture should find some of it filled.
         const double bits = 8.0 * static_cast<double>(out_.bytes().size());
-        if (!vbv_ || bits <= vbv_->available()) break;
-        // The buffer would run empty.
-        if (quantiser < coarsestQuantiser) {
-            const double coarser = std::ceil(quantiser * bits / std::max(vbv_->available(), 1.0));
-            quantiser = static_cast<int>(std::clamp<double>(coarser, quantiser + 1, coarsestQuantiser));
-        } else {
-            thrift *= 2;
-            if (thrift > mostThrift)
-                throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
+        const double allowed = vbv_->available() - (type == PictureType::intra ? 0 : reserve * vbv_->size());
+        if (bits <= allowed) break;
+        if (step == coarsestStep) {
+            if (bits <= vbv_->available()) break;
+            throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
         }
+        step = std::clamp(step * bits / std::max(allowed, 1.0), 1.0 + step, coarsestStep);
     }
     const auto& bytes = out_.bytes();
     const std::int64_t bits = static_cast<std::int64_t>(bytes.size()) * 8;
     bytes_(bytes.data(), bytes.size());
-    if (rate_) rate_->update(rateType(type), quantiser, bits);
+    if (rate_) rate_->update(rateType(type), step, bits);
     if (vbv_) vbv_->take(static_cast<double>(bits));
-    return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiser};
+    return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiserOf(step)};
 }
 
-int Mpeg2Encoder::chooseQuantiser(PictureType type) const {
-    const double step =
-        rate_ ? rate_->step(rateType(type)) : settings_.quantiser * typeFactors[static_cast<std::size_t>(type) - 1];
-    return std::clamp(static_cast<int>(std::lround(step)), 1, coarsestQuantiser);
+double Mpeg2Encoder::chooseStep(PictureType type) const {
+    if (rate_) return rate_->step(rateType(type));
+    // The finest quantiser is the finest for all types.
+    const double factor = typeFactors[static_cast<std::size_t>(type) - 1];
+    return quantiserOf(1 + (settings_.quantiser - 1) * factor);
 }
 
 }  // namespace
