@@ -4,22 +4,14 @@
 #include <cstdlib>
 #include <limits>
 
+#include "mpeg2/inverse_count.h"
+
 namespace codecs::mpeg2 {
 
 namespace {
 
-// Any count above 8 makes the inverse transform read the whole block.
-constexpr int wholeBlock = 64;
-
 // How far back a chain of coefficients looks for the one before; runs of more dropped ones are not worth the search.
 constexpr int maxDropped = 6;
-
-Cost energy(const Block& block) {
-    Qvo32s sum = 0;
-    for (const Qvo16s value : block)
-        sum += Qvo32s{value} * value;
-    return static_cast<Cost>(sum);
-}
 
 constexpr Cost square(int value) {
     return static_cast<Cost>(value) * static_cast<Cost>(value);
@@ -27,16 +19,11 @@ constexpr Cost square(int value) {
 
 }  // namespace
 
-int inverseCountIntra(const Qvo16s* block, int last) {
-    // A level of grey with the last coefficient at 1 rounds to itself.
-    if (last == 0 && (block[0] & 7) == 0) return 1;
-    if (block[63] != 0) return wholeBlock;
-    // The form for a count of 1 truncates.
-    return std::max(last + 1, 2);
-}
-
-int inverseCountNonIntra(const Qvo16s* block, int last) {
-    return block[63] != 0 ? wholeBlock : std::max(last + 1, 2);
+Cost energyOf(const Block& block) {
+    Qvo32s sum = 0;
+    for (const Qvo16s value : block)
+        sum += Qvo32s{value} * value;
+    return static_cast<Cost>(sum);
 }
 
 void BlockCoder::startPicture(const PictureHeader& header, Qvo32s scale, Cost lambda) {
@@ -61,27 +48,26 @@ Cost BlockCoder::codeIntra(const Qvo8u* source, Qvo32s step, Block& levels, Qvo3
     const int dc = (coefficients[0] + divisor / 2) / divisor;
     levels[0] = static_cast<Qvo16s>(std::min(dc, (256 << header_->intraDcPrecision) - 1));
     coefficients[0] = 0;
-    return energy(coefficients) + chooseLevels(coefficients, levels, count, true);
+    return energyOf(coefficients) + chooseLevels(coefficients, levels, count, true);
 }
 
-Cost BlockCoder::codeNonIntra(const Block& residual, Block& levels, Qvo32u& count) const {
+Cost BlockCoder::codeNonIntra(const Block& residual, Cost energy, Block& levels, Qvo32u& count) const {
     count = 0;
-    const Cost whole = energy(residual);
     // No coefficient is larger than the root of the energy; one of less than a step gives no level.
-    if (whole < square(scale_)) return whole;
+    if (energy < square(scale_)) return energy;
     alignas(32) Block coefficients;
-    transformResidual(residual, whole, coefficients);
+    transformResidual(residual, energy, coefficients);
     levels = coefficients;
     qvoiQuant_MPEG2_16s_C1I(levels.data(), scale_, nullptr, &count);
-    if (count == 0) return whole;
-    return whole + chooseLevels(coefficients, levels, count, false);
+    if (count == 0) return energy;
+    return energy + chooseLevels(coefficients, levels, count, false);
 }
 
 // Reconstructed coefficients lie up to half a step above their original. They are kept inside -2048..2047: beyond it a
 // decoder saturates, which the library's block reconstruction leaves out.
-void BlockCoder::transformResidual(const Block& residual, Cost whole, Block& coefficients) const {
+void BlockCoder::transformResidual(const Block& residual, Cost energy, Block& coefficients) const {
     // From 1024 on coefficients could wrap in the transform; then it takes half the residual.
-    const bool large = whole >= square(1024);
+    const bool large = energy >= square(1024);
     coefficients = residual;
     if (large) {
         for (Qvo16s& value : coefficients)

@@ -13,6 +13,9 @@ using Block = std::array<Qvo16s, 64>;
 // What a block costs: squared error plus lambda times bits.
 using Cost = float;
 
+// The sum of squares.
+Cost energyOf(const Block& block);
+
 class BlockCoder {
   public:
     // scale: quantiser_scale; lambda: squared error that one bit is worth.
@@ -22,8 +25,9 @@ class BlockCoder {
     // the non-zero ones but for the DC. The cost leaves out the DC.
     Cost codeIntra(const Qvo8u* source, Qvo32s step, Block& levels, Qvo32u& count) const;
 
-    // The same for a residual. A block is best left out where the count is 0; its cost is then that of leaving it out.
-    Cost codeNonIntra(const Block& residual, Block& levels, Qvo32u& count) const;
+    // The same for a residual, of which the sum of squares is known. A block is best left out where the count is 0; its
+    // cost is then that of leaving it out.
+    Cost codeNonIntra(const Block& residual, Cost energy, Block& levels, Qvo32u& count) const;
 
     // What a decoder makes of the levels.
     void reconstructIntra(const Block& levels, Qvo8u* out, Qvo32s step) const;
@@ -31,7 +35,7 @@ class BlockCoder {
 
   private:
     Cost chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const;
-    void transformResidual(const Block& residual, Cost whole, Block& coefficients) const;
+    void transformResidual(const Block& residual, Cost energy, Block& coefficients) const;
     int transposeLevels(const Block& levels, Block& block) const;
 
     const Matrices matrices_;
@@ -41,11 +45,6 @@ class BlockCoder {
     Cost lambda_ = 0;
     Block intraRounding_ = {};  // added to magnitudes before quantisation
 };
-
-// How many leading coefficients the inverse transform must take, from the last scan index of a reconstructed block:
-// the whole block where mismatch control has set the last coefficient, which the forms for low counts do not read.
-int inverseCountIntra(const Qvo16s* block, int last);
-int inverseCountNonIntra(const Qvo16s* block, int last);
 
 }  // namespace codecs::mpeg2
 

@@ -25,13 +25,6 @@ double lambdaOf(int quantiserCode) {
     return bitWorth * scale * scale;
 }
 
-Cost sumOfSquares(const Block& block) {
-    Qvo32s sum = 0;
-    for (const Qvo16s value : block)
-        sum += Qvo32s{value} * value;
-    return static_cast<Cost>(sum);
-}
-
 }  // namespace
 
 PictureCoder::PictureCoder(int macroblockWidth, int macroblockHeight, EncodeClock& clock)
@@ -193,7 +186,7 @@ void PictureCoder::tryPrediction(const MacroblockModes& modes, bool mayBeSkipped
     static_cast<MacroblockModes&>(macroblock) = modes;
     Cost cost = 0;
     for (std::size_t b = 0; b < 6; ++b) {
-        cost += blocks_.codeNonIntra(residual_[b], macroblock.levels[b], macroblock.counts[b]);
+        cost += blocks_.codeNonIntra(residual_[b], energies_[b], macroblock.levels[b], macroblock.counts[b]);
         if (macroblock.counts[b] != 0) macroblock.pattern |= 0x20 >> b;
     }
     trial_->cost = cost + lambda_ * static_cast<Cost>(writer_->headerBits(macroblock));
@@ -234,7 +227,7 @@ int PictureCoder::dcBits(std::size_t component, int difference) {
            size;
 }
 
-// Fills residual_ and returns its energy.
+// Fills residual_ and energies_ and returns the energy of all blocks.
 Cost PictureCoder::formResidual(const MacroblockModes& modes) {
     const Source f = {references_[forward], modes.vectors[forward]};
     const Source b = {references_[backward], modes.vectors[backward]};
@@ -250,7 +243,8 @@ Cost PictureCoder::formResidual(const MacroblockModes& modes) {
         for (int block = 0; block < (plane == 0 ? 4 : 1); ++block) {
             const int x = block % 2 * 8;
             const int y = block / 2 * 8;
-            Block& residual = residual_[plane == 0 ? static_cast<std::size_t>(block) : plane + 3];
+            const std::size_t index = plane == 0 ? static_cast<std::size_t>(block) : plane + 3;
+            Block& residual = residual_[index];
             const Qvo8u* const from = source + y * step + x;
             const Qvo8u* const a = first.samples + y * first.step + x;
             if (both) {
@@ -261,7 +255,8 @@ Cost PictureCoder::formResidual(const MacroblockModes& modes) {
                 qvoiGetDiff8x8_8u16s_C1(from, step, a, first.step, residual.data(), chromaResidualStep, nullptr, 0,
                                         first.mcType, roundHalvesUp);
             }
-            energy += sumOfSquares(residual);
+            energies_[index] = energyOf(residual);
+            energy += energies_[index];
         }
     }
     return energy;

@@ -1,7 +1,8 @@
 #include "mpeg2/slice.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "mpeg2/inverse_count.h"
 
 namespace codecs::mpeg2 {
 
@@ -9,9 +10,6 @@ namespace {
 
 constexpr Qvo32s lumaResidualStep = 32;
 constexpr Qvo32s chromaResidualStep = 16;
-
-// Any count above 8 makes the inverse transform read the whole block.
-constexpr int wholeBlock = 64;
 
 constexpr int sign(int value) {
     return (value > 0) - (value < 0);
@@ -300,9 +298,7 @@ Residual SliceDecoder::decodeResidual(int pattern) {
     return residual;
 }
 
-// The block readers leave the coefficients in block_ and return the count for the inverse transform: the last scan
-// index plus one, or the whole block where mismatch control has set the last coefficient, which the forms for low
-// counts do not read.
+// The block readers leave the coefficients in block_ and return the count for the inverse transform.
 
 int SliceDecoder::intraBlock(std::size_t component) {
     const PictureHeader& header = picture_->header;
@@ -313,11 +309,7 @@ int SliceDecoder::intraBlock(std::size_t component) {
         picture_->matrices.intra.data(), &dcPredictors_[component], 3 - header.intraDcPrecision, block_.data(),
         &last);
     if (status != qvoStatusOk) throw Damage{};
-    // A level of grey with the last coefficient at 1 rounds to itself.
-    if (last == 0 && (block_[0] & 7) == 0) return 1;
-    if (block_[63] != 0) return wholeBlock;
-    // The form for a count of 1 truncates.
-    return std::max(last + 1, 2);
+    return inverseCountIntra(block_.data(), last);
 }
 
 int SliceDecoder::nonIntraBlock() {
@@ -328,7 +320,7 @@ int SliceDecoder::nonIntraBlock() {
                                           picture_->matrices.nonIntra.data(), block_.data(), &last);
     // A first code that stands for no coefficient is reported as last index.
     if (status != qvoStatusOk || last > 63) throw Damage{};
-    return block_[63] != 0 ? wholeBlock : last + 1;
+    return inverseCountNonIntra(block_.data(), last);
 }
 
 int SliceDecoder::intraBlockMpeg1(std::size_t component) {
