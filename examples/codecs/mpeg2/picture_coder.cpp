@@ -95,20 +95,24 @@ void PictureCoder::codeMacroblock(bool mayBeSkipped) {
 // ---- decision ---------------------------------------------------------------------------------------------------
 
 void PictureCoder::decidePredicted(bool mayBeSkipped) {
-    const Vector& vector = fields_[forward]->at(column_, row_);
-    tryPrediction({mbForward, {vector}}, mayBeSkipped);
-    if (vector != Vector{}) trySkipping({mbForward}, mayBeSkipped);
+    const Vector found = fields_[forward]->at(column_, row_);
+    const Vector predicted = writer_->vectorPredictors()[forward];
+    tryPrediction({mbForward, {found}}, mayBeSkipped);
+    if (found != Vector{}) tryPrediction({mbForward}, mayBeSkipped);
+    if (predicted != found && predicted != Vector{}) tryPrediction({mbForward, {predicted}}, mayBeSkipped);
     if (best_->macroblock.pattern != 0 && isIntraLikely()) tryIntra();
 }
 
 void PictureCoder::decideBidirectional(bool mayBeSkipped) {
     const std::array<Vector, 2> vectors = {fields_[forward]->at(column_, row_), fields_[backward]->at(column_, row_)};
-    tryPrediction({likeliestDirections(vectors), vectors}, mayBeSkipped);
-    const MacroblockModes repeated = {writer_->previousFlags(), writer_->vectorPredictors()};
-    if (repeated.flags != 0 && isInside(repeated)) trySkipping(repeated, mayBeSkipped);
+    for (const int flags : {mbForward | mbBackward, int{mbForward}, int{mbBackward}})
+        tryPrediction({flags, vectors}, mayBeSkipped);
+    if (writer_->previousFlags() != 0)
+        tryPrediction({writer_->previousFlags(), writer_->vectorPredictors()}, mayBeSkipped);
     if (best_->macroblock.pattern != 0 && isIntraLikely()) tryIntra();
 }
 
+// Whether the vectors point into the references. Those of a neighbour need not.
 bool PictureCoder::isInside(const MacroblockModes& modes) const {
     for (std::size_t direction = 0; direction < 2; ++direction) {
         if (!(modes.flags & (direction == forward ? mbForward : mbBackward))) continue;
@@ -117,32 +121,6 @@ bool PictureCoder::isInside(const MacroblockModes& modes) const {
         if (x < 0 || y < 0 || x > 32 * (width_ - 1) || y > 32 * (height_ - 1)) return false;
     }
     return true;
-}
-
-// Which of forward, backward and both predicts best for what its vectors cost.
-int PictureCoder::likeliestDirections(const std::array<Vector, 2>& vectors) const {
-    const int x = 16 * column_;
-    const int y = 16 * row_;
-    const auto* const source = source_->macroblock(0, column_, row_);
-    const auto step = static_cast<Qvo32s>(source_->plane(0).step);
-    const Reference f = locate({references_[forward], vectors[forward]}, 0, 16, 16, x, y);
-    const Reference b = locate({references_[backward], vectors[backward]}, 0, 16, 16, x, y);
-    Qvo32s errors[3];
-    qvoiSqrDiff16x16_8u32s(source, step, f.samples, f.step, f.mcType, &errors[0]);
-    qvoiSqrDiff16x16_8u32s(source, step, b.samples, b.step, b.mcType, &errors[1]);
-    qvoiSqrDiff16x16B_8u32s(source, step, f.samples, f.step, f.mcType, b.samples, b.step, b.mcType, &errors[2]);
-
-    constexpr int flags[3] = {mbForward, mbBackward, mbForward | mbBackward};
-    int best = 0;
-    Cost lowest = std::numeric_limits<Cost>::max();
-    for (std::size_t i = 0; i < 3; ++i) {
-        const int bits = writer_->headerBits({flags[i], vectors});
-        const Cost cost = static_cast<Cost>(errors[i]) + lambda_ * static_cast<Cost>(bits);
-        if (cost >= lowest) continue;
-        lowest = cost;
-        best = flags[i];
-    }
-    return best;
 }
 
 // Whether coding the macroblock by itself may compare with its best prediction.
@@ -180,6 +158,7 @@ void PictureCoder::tryIntra() {
 }
 
 void PictureCoder::tryPrediction(const MacroblockModes& modes, bool mayBeSkipped) {
+    if (!isInside(modes)) return;
     const Cost error = formResidual(modes);
     const EncodeStage before = clock_.enter(EncodeStage::transform);
     Macroblock& macroblock = trial_->macroblock;
@@ -198,14 +177,6 @@ void PictureCoder::tryPrediction(const MacroblockModes& modes, bool mayBeSkipped
     }
     keepBetter();
     clock_.enter(before);
-}
-
-// A prediction without coded blocks, which may be left out altogether.
-void PictureCoder::trySkipping(const MacroblockModes& modes, bool mayBeSkipped) {
-    static_cast<MacroblockModes&>(trial_->macroblock) = modes;
-    trial_->error = formResidual(modes);
-    trial_->cost = costWithoutBlocks(modes, trial_->error, mayBeSkipped);
-    keepBetter();
 }
 
 Cost PictureCoder::costWithoutBlocks(const MacroblockModes& modes, Cost error, bool mayBeSkipped) const {

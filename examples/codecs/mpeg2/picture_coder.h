@@ -37,12 +37,10 @@ class PictureCoder {
     void codeMacroblock(bool mayBeSkipped);
     void decidePredicted(bool mayBeSkipped);
     void decideBidirectional(bool mayBeSkipped);
-    int likeliestDirections(const std::array<Vector, 2>& vectors) const;
     bool isInside(const MacroblockModes& modes) const;
     bool isIntraLikely() const;
     void tryIntra();
     void tryPrediction(const MacroblockModes& modes, bool mayBeSkipped);
-    void trySkipping(const MacroblockModes& modes, bool mayBeSkipped);
     Cost costWithoutBlocks(const MacroblockModes& modes, Cost error, bool mayBeSkipped) const;
     void keepBetter();
 
