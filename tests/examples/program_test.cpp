@@ -182,4 +182,29 @@ TEST(Program, KeepsOutputsWhole) {
     EXPECT_EQ(qvo("decode " + clip() + " --format yuv -o /dev/null").code, 0);
 }
 
+// DV's 4:1:1 as it is, and converted.
+TEST(Program, HandlesQuarterChrominance) {
+    const std::string quarter = workPath("411.y4m"), half = workPath("420.y4m"), bare = workPath("420.yuv");
+    const std::string stream =
+        ffmpeg("-f lavfi -i mandelbrot=s=720x480:r=30000/1001 -frames:v 3 -c:v dvvideo -pix_fmt yuv411p", ".dv");
+    const auto header = [](const std::string& path) {
+        const auto bytes = readFile(path);
+        return std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\n'));
+    };
+    ASSERT_EQ(qvo("decode " + stream + " -o " + quarter + " --sheet " + workPath("sheet.png")).code, 0);
+    EXPECT_EQ(header(quarter), "YUV4MPEG2 W720 H480 F30000:1001 Ib A8:9 C411");
+    ASSERT_EQ(qvo("decode --420 " + stream + " -o " + half).code, 0);
+    EXPECT_EQ(header(half), "YUV4MPEG2 W720 H480 F30000:1001 Ib A8:9 C420mpeg2");
+
+    // A bare file has the format of the other; two formats cannot be compared.
+    EXPECT_EQ(qvo("compare --floor 54 " + quarter + " " + referenceDecode(stream, "yuv411p")).code, 0);
+    expectFailure(qvo("compare " + quarter + " " + half), "420.y4m", "chrominance");
+
+    ASSERT_EQ(qvo("decode --420 " + stream + " -o " + bare).code, 0);
+    const Video ours(bare, 720, 480), theirs(referenceDecode(stream), 720, 480);
+    ASSERT_EQ(ours.frames(), 3);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_GT(ours.psnr(theirs, i), 38);
+}
+
 }  // namespace
