@@ -5,6 +5,7 @@
 
 #include "dv/decoder.h"
 #include "dv/dif.h"
+#include "h263/decoder.h"
 #include "h264/decoder.h"
 #include "mpeg2/decoder.h"
 #include "mpeg4/decoder.h"
@@ -65,6 +66,35 @@ Certainty probeMpeg4Video(Bytes head) {
     return unlikely;
 }
 
+// A picture header of H.263 (5.1): a start code and the two bits behind the temporal reference, with a source format
+// that exists. `picture` begins with the start code.
+bool isH263Picture(Bytes picture) {
+    if (picture.size() < 5 || picture[0] || picture[1] || (picture[2] & 0xFC) != 0x80) return false;
+    constexpr int markers = 0b10;
+    const int sourceFormat = picture[4] >> 2 & 7;
+    return (picture[3] & 3) == markers && sourceFormat != 0 && sourceFormat != 6;
+}
+
+// A stream begins with a picture, MPEG-4 video with short headers perhaps behind the start codes of a visual object
+// (ISO/IEC 14496-2, 6.2.1); one that was cut has a picture further on. Two in a row are no accident.
+Certainty probeH263(Bytes head) {
+    constexpr int lastVideoObject = 0x1F;
+    bool whole = true;
+    int pictures = 0;
+    for (std::size_t i = 0; i + 5 <= head.size(); ++i) {
+        if (isH263Picture(head.subspan(i))) {
+            if (whole) return certain;
+            if (++pictures == 2) return possible;
+        } else if (whole && !head[i] && !head[i + 1] && head[i + 2] == 1) {
+            if (head[i + 3] > lastVideoObject) return unlikely;
+            i += 3;
+        } else {
+            whole = whole && head[i] == 0;
+        }
+    }
+    return unlikely;
+}
+
 // A sequence parameter set (ITU-T H.264, 7.3.2.1) of a known profile. `unit` begins with its header.
 bool isSequenceParameterSet(Bytes unit) {
     constexpr std::array<int, 15> profiles = {66, 77, 88, 100, 110, 122, 244, 44, 83, 86, 118, 128, 134, 138, 139};
@@ -113,6 +143,7 @@ const std::vector<Codec>& registry() {
         {{"h264", "avc"}, probeH264, codecs::makeH264Decoder},
         {{"dv", "dvvideo"}, probeDv, codecs::makeDvDecoder},
         {{"mpeg4", "mp4v", "m4v"}, probeMpeg4Video, codecs::makeMpeg4Decoder},
+        {{"h263", "h263p"}, probeH263, codecs::makeH263Decoder},
     };
     return codecs;
 }
