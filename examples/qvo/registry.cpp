@@ -75,21 +75,24 @@ bool isH263Picture(Bytes picture) {
     return (picture[3] & 3) == markers && sourceFormat != 0 && sourceFormat != 6;
 }
 
-// A stream begins with a picture, MPEG-4 video with short headers perhaps behind the start codes of a visual object
-// (ISO/IEC 14496-2, 6.2.1); one that was cut has a picture further on. Two in a row are no accident.
+// A stream begins with a picture, MPEG-4 video with short headers perhaps behind the headers of visual objects but no
+// layer's (ISO/IEC 14496-2, 6.2.1); one that was cut has pictures further on. Two in a row are no accident.
 Certainty probeH263(Bytes head) {
-    constexpr int lastVideoObject = 0x1F;
-    bool whole = true;
+    constexpr int lastVideoObject = 0x1F, visualSequence = 0xB0, userData = 0xB2, visualObject = 0xB5;
+    bool started = false;
+    bool whole = true;  // from the beginning
     int pictures = 0;
     for (std::size_t i = 0; i + 5 <= head.size(); ++i) {
         if (isH263Picture(head.subspan(i))) {
             if (whole) return certain;
             if (++pictures == 2) return possible;
-        } else if (whole && !head[i] && !head[i + 1] && head[i + 2] == 1) {
-            if (head[i + 3] > lastVideoObject) return unlikely;
-            i += 3;
+        } else if (!head[i] && !head[i + 1] && head[i + 2] == 1) {
+            const int code = head[i + 3];
+            started = true;
+            whole = whole &&
+                    (code <= lastVideoObject || code == visualSequence || code == userData || code == visualObject);
         } else {
-            whole = whole && head[i] == 0;
+            whole = whole && (started || head[i] == 0);
         }
     }
     return unlikely;

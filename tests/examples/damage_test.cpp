@@ -32,6 +32,8 @@ struct PictureStart {
 // Pictures of MPEG-1/2 (ISO/IEC 13818-2, 6.2.3) and VOPs of MPEG-4 (ISO/IEC 14496-2, 6.2.5).
 constexpr int pictureCode = 0x00;
 constexpr int vopCode = 0xB6;
+// Stands for the pictures of H.263, which begin with 22 bits (ITU-T H.263, 5.1.1): their type is in PTYPE.
+constexpr int h263Pictures = -2;
 // Stands for the slices of H.264 (ITU-T H.264, 7.3.1), of which the clips have one per picture.
 constexpr int sliceUnits = -1;
 
@@ -45,7 +47,12 @@ int sliceType(int firstByte) {
 std::vector<PictureStart> findPictures(const Bytes& stream, int code) {
     std::vector<PictureStart> pictures;
     for (std::size_t i = 0; i + 6 < stream.size(); ++i) {
-        if (stream[i] != 0 || stream[i + 1] != 0 || stream[i + 2] != 1) continue;
+        if (stream[i] != 0 || stream[i + 1] != 0) continue;
+        if (code == h263Pictures) {
+            if ((stream[i + 2] & 0xFC) == 0x80) pictures.push_back({i, 1 + (stream[i + 4] >> 1 & 1)});
+            continue;
+        }
+        if (stream[i + 2] != 1) continue;
         if (code == sliceUnits) {
             const int unit = stream[i + 3] & 31;
             if (unit == 1 || unit == 5) pictures.push_back({i, sliceType(stream[i + 4])});
@@ -106,10 +113,12 @@ class Damage : public testing::TestWithParam<Case> {
     Bytes stream_;
 };
 
-TEST_P(Damage, InOnePictureBStaysThere) {
-    const auto pictures = findPictures(stream_, GetParam().code);
+// In a B picture, or the last one where there is none.
+TEST_P(Damage, InOnePictureStaysThereIfNoneIsPredictedFromIt) {
+    auto pictures = findPictures(stream_, GetParam().code);
+    pictures.push_back({stream_.size(), 0});
     std::size_t b = 0;
-    while (pictures[b].type != 3)
+    while (b + 2 < pictures.size() && pictures[b].type != 3)
         ++b;
     const std::size_t middle = (pictures[b].at + pictures[b + 1].at) / 2;
     for (std::size_t i = middle; i < middle + 12; ++i)
@@ -179,6 +188,16 @@ TEST_P(Damage, NoiseAfterTheHeaders) {
     const Ran ran = decode(stream_);
     EXPECT_TRUE(ran.code == 0 || ran.code == 2) << ran.code << ran.err;
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    H263, Damage,
+    testing::Values(
+        Case{"Baseline", "-c:v h263 -bf 0 -f h263", ".263", h263Pictures},
+        Case{"Groups", "-c:v h263 -bf 0 -ps 200 -f h263", ".263", h263Pictures},
+        Case{"Overlapped", "-c:v h263 -bf 0 -obmc 1 -flags +mv4 -ps 200 -f h263", ".263", h263Pictures},
+        Case{"Slices", "-c:v h263p -bf 0 -umv 1 -flags +aic+loop+mv4 -structured_slices 1 -ps 200 -threads 2 -f h263",
+             ".263", h263Pictures}),
+    [](const auto& kind) { return std::string(kind.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(H264, Damage,
                          testing::Values(Case{"Cavlc",

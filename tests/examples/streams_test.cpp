@@ -34,7 +34,7 @@ std::vector<Stream> readManifest(const std::string& check) {
         std::string field[7];
         for (std::string& f : field)
             std::getline(fields, f, ',');
-        constexpr std::array<std::string_view, 5> codecs = {"mpeg1", "mpeg2", "mpeg4", "h264", "dv"};
+        constexpr std::array<std::string_view, 7> codecs = {"mpeg1", "mpeg2", "mpeg4", "h263", "h263p", "h264", "dv"};
         const std::string codec = field[0].substr(0, field[0].find('_'));
         if (field[5] != check || std::find(codecs.begin(), codecs.end(), codec) == codecs.end()) continue;
         Stream stream = {field[0], std::stoi(field[2]), std::stoi(field[3]), std::stoi(field[4]), 0, {}};

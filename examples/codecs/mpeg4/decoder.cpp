@@ -7,6 +7,7 @@
 
 #include "common/byte_bits.h"
 #include "common/start_codes.h"
+#include "h263/decoder.h"
 #include "mpeg4/frame.h"
 #include "mpeg4/headers.h"
 #include "mpeg4/vop.h"
@@ -25,14 +26,24 @@ constexpr Qvo8u grey = 128;
 class Mpeg4Decoder final : public Decoder {
   public:
     void decode(const std::uint8_t* data, std::size_t size, const Sink& sink) override {
+        if (shortHeaders_) {
+            passOn([&](Decoder& decoder) { decoder.decode(data, size, sink); });
+            return;
+        }
         clock_.enter(Stage::parse);
         sink_ = &sink;
         units_.add(data, size, takeUnit_);
-        if (!layer_) refuseShortHeader(units_.pending().data(), units_.pending().size());
         clock_.enter(Stage::output);
+        if (layer_ || !hasShortHeader(units_.pending())) return;
+        shortHeaders_ = makeH263Decoder();
+        decode(units_.pending().data(), units_.pending().size(), sink);
     }
 
     void finish(const Sink& sink) override {
+        if (shortHeaders_) {
+            passOn([&](Decoder& decoder) { decoder.finish(sink); });
+            return;
+        }
         clock_.enter(Stage::parse);
         sink_ = &sink;
         units_.finish(takeUnit_);
@@ -40,12 +51,14 @@ class Mpeg4Decoder final : public Decoder {
         clock_.enter(Stage::output);
     }
 
-    bool hasInfo() const override { return hasInfo_; }
-    const StreamInfo& info() const override { return info_; }
+    bool hasInfo() const override { return shortHeaders_ ? shortHeaders_->hasInfo() : hasInfo_; }
+    const StreamInfo& info() const override { return shortHeaders_ ? shortHeaders_->info() : info_; }
 
   private:
+    template <class Call>
+    void passOn(Call call);
+    static bool hasShortHeader(const std::vector<std::uint8_t>& bytes);
     void takeUnit(int code, const std::uint8_t* payload, std::size_t size);
-    static void refuseShortHeader(const std::uint8_t* data, std::size_t size);
     void takeLayer(BitReader bits);
     void activateLayer();
     void takeVop(BitReader bits);
@@ -56,6 +69,8 @@ class Mpeg4Decoder final : public Decoder {
     void showPending();
     void show(const Frame& frame);
     Frame* spareFrame();
+
+    std::unique_ptr<Decoder> shortHeaders_;  // once they have been found, decodes all
 
     StartCodeCutter units_;
     const StartCodeCutter::TakeUnit takeUnit_ = [this](int code, const std::uint8_t* payload, std::size_t size) {
@@ -89,13 +104,32 @@ class Mpeg4Decoder final : public Decoder {
     bool newerPending_ = false;  // not shown yet
 };
 
+// ---- short headers ----------------------------------------------------------------------------------------------
+
+// Whether pictures with short headers begin here, perhaps behind the start code of a video object: with 22 bits that are
+// no start code (6.2.5.4).
+bool Mpeg4Decoder::hasShortHeader(const std::vector<std::uint8_t>& bytes) {
+    constexpr std::size_t codeBytes = 4;
+    const bool hasCode = bytes.size() >= codeBytes && bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 1 &&
+                         bytes[3] <= codeLastVideoObject;
+    const std::size_t at = hasCode ? codeBytes : 0;
+    return bytes.size() >= at + 3 && bytes[at] == 0 && bytes[at + 1] == 0 && (bytes[at + 2] & 0xFC) == 0x80;
+}
+
+// Such a stream is H.263.
+template <class Call>
+void Mpeg4Decoder::passOn(Call call) {
+    shortHeaders_->clock() = clock_;
+    call(*shortHeaders_);
+    clock_ = shortHeaders_->clock();
+    damage_ = shortHeaders_->damage();
+}
+
 // ---- headers ----------------------------------------------------------------------------------------------------
 
 void Mpeg4Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t size) {
     try {
-        if (code <= codeLastVideoObject) {
-            if (!layer_) refuseShortHeader(payload, size);
-        } else if (code >= codeFirstLayer && code <= codeLastLayer) {
+        if (code >= codeFirstLayer && code <= codeLastLayer) {
             takeLayer(bytes_.load(payload, size));
         } else if (code == codeSequence) {
             if (size > 0) profile_ = payload[0];
@@ -116,12 +150,6 @@ void Mpeg4Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t s
         // Once pictures have been decoded it is damage that looks like a tool.
         if (!hasInfo_) throw;
     }
-}
-
-// Pictures with short headers begin with 22 bits that are no start code (6.2.5.4).
-void Mpeg4Decoder::refuseShortHeader(const std::uint8_t* data, std::size_t size) {
-    if (size >= 3 && data[0] == 0 && data[1] == 0 && (data[2] & 0xFC) == 0x80)
-        throw UnsupportedStream("MPEG-4 video with short video headers is not supported");
 }
 
 void Mpeg4Decoder::takeLayer(BitReader bits) {
