@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 
+#include "common/reference_frames.h"
 #include "common/start_codes.h"
 #include "mpeg2/bits.h"
 #include "mpeg2/frame.h"
@@ -64,9 +65,6 @@ class Mpeg2Decoder final : public Decoder {
     void showPending();
     void show(const Frame& frame);
 
-    Frame* spareFrame();
-    Frame* greyFrame();
-
     StartCodeCutter units_;
     const StartCodeCutter::TakeUnit takeUnit_ = [this](int code, const std::uint8_t* payload, std::size_t size) {
         takeUnit(code, payload, size);
@@ -89,12 +87,8 @@ class Mpeg2Decoder final : public Decoder {
     PictureContext picture_;
     SliceDecoder slices_{clock_};
 
-    // At most the two references and the frame at hand are in use.
-    std::array<std::unique_ptr<Frame>, 3> frames_;
+    ReferenceFrames<Frame> frames_;
     Frame* current_ = nullptr;  // under construction
-    Frame* older_ = nullptr;    // references, in coding order
-    Frame* newer_ = nullptr;
-    bool newerPending_ = false;  // not shown yet
     bool currentIsReference_ = false;
     int firstField_ = -1;  // parity of the field that still waits for the other one
 };
@@ -186,7 +180,8 @@ void Mpeg2Decoder::takePicture(BitReader bits) {
     if (sequenceChanged_) activateSequence();
     header_ = readPictureHeader(bits);
     if (header_.type == PictureType::dcOnly) {
-        if (!newer_ && !activeSequence_.mpeg2) throw UnsupportedStream("MPEG-1 video of D pictures is not supported");
+        if (!frames_.newer() && !activeSequence_.mpeg2)
+            throw UnsupportedStream("MPEG-1 video of D pictures is not supported");
         throw Damage{};
     }
     state_ = State::header;
@@ -210,11 +205,7 @@ void Mpeg2Decoder::activateSequence() {
     if (!sameFrames) {
         completeFrame();
         showPending();
-        older_ = newer_ = nullptr;
-        for (auto& frame : frames_) {
-            frame.reset();
-            frame = std::make_unique<Frame>(sequence_->macroblockWidth(), sequence_->macroblockHeight());
-        }
+        frames_.allocate(sequence_->macroblockWidth(), sequence_->macroblockHeight());
     }
     activeSequence_ = *sequence_;
     info_ = describe(activeSequence_);
@@ -222,19 +213,6 @@ void Mpeg2Decoder::activateSequence() {
 }
 
 // ---- pictures ---------------------------------------------------------------------------------------------------
-
-Frame* Mpeg2Decoder::spareFrame() {
-    for (const auto& frame : frames_) {
-        if (frame.get() != older_ && frame.get() != newer_) return frame.get();
-    }
-    return nullptr;  // there are three
-}
-
-Frame* Mpeg2Decoder::greyFrame() {
-    Frame* const frame = spareFrame();
-    frame->fill(grey);
-    return frame;
-}
 
 // Prepares for the slices of header_. False if the picture cannot be decoded and is left out.
 bool Mpeg2Decoder::beginPicture() {
@@ -252,10 +230,13 @@ bool Mpeg2Decoder::beginPicture() {
         // Pictures before the first random access point are left out; so are B pictures that lead an open group and
         // miss the group before it.
         if (!synchronised_) return false;
-        if (header.type == PictureType::bidirectional && !older_ && !closedGroup_) return false;
+        if (header.type == PictureType::bidirectional && !frames_.older() && !closedGroup_) return false;
         // A stream that is refreshed bit by bit, or has lost its first picture, starts from grey.
-        if (header.type != PictureType::intra && !newer_) newer_ = greyFrame();
-        current_ = spareFrame();
+        if (header.type != PictureType::intra && !frames_.newer()) {
+            frames_.substitute(frames_.spare());
+            frames_.newer()->fill(grey);
+        }
+        current_ = frames_.spare();
         currentIsReference_ = isReference;
         current_->displayWidth = activeSequence_.width;
         current_->displayHeight = activeSequence_.height;
@@ -276,12 +257,12 @@ bool Mpeg2Decoder::beginPicture() {
 
     // Intra pictures have references too: what is missing is repeated from there. The frame itself, as long as nothing
     // else is there, is grey or holds its first field.
-    const Frame* const newest = newer_ ? newer_ : current_;
-    picture_.references = {viewsOf(isReference || !older_ ? *newest : *older_), viewsOf(*newest)};
+    const Frame* const newest = frames_.newer() ? frames_.newer() : current_;
+    picture_.references = {viewsOf(isReference || !frames_.older() ? *newest : *frames_.older()), viewsOf(*newest)};
     if (secondField && isReference) {
         const int opposite = 1 - header.parity();
         picture_.references[0].fields[static_cast<std::size_t>(opposite)] = current_->field(opposite);
-        if (!newer_)
+        if (!frames_.newer())
             picture_.references[0].fields[static_cast<std::size_t>(header.parity())] = current_->field(opposite);
     }
     firstField_ = header.isField() && !secondField ? header.parity() : -1;
@@ -353,31 +334,17 @@ void Mpeg2Decoder::completeFrame() {
         return;
     }
     showPending();
-    older_ = newer_;
-    newer_ = frame;
-    newerPending_ = true;
+    frames_.push(frame);
     if (activeSequence_.lowDelay) showPending();
 }
 
 void Mpeg2Decoder::showPending() {
-    if (!newerPending_) return;
-    newerPending_ = false;
-    show(*newer_);
+    if (const Frame* const frame = frames_.takeWaiting()) show(*frame);
 }
 
 void Mpeg2Decoder::show(const Frame& frame) {
     const Stage before = clock_.enter(Stage::output);
-    const View& view = frame.frame();
-    FrameView picture;
-    for (std::size_t plane = 0; plane < 3; ++plane) {
-        const int shift = plane == 0 ? 0 : 1;
-        picture.planes[plane] = {view.planes[plane], view.steps[plane], (frame.displayWidth + shift) >> shift,
-                                 (frame.displayHeight + shift) >> shift};
-    }
-    picture.type = frame.type;
-    picture.interlaced = !frame.progressive;
-    picture.topFieldFirst = frame.topFieldFirst;
-    (*sink_)(picture);
+    (*sink_)(frame.shown());
     clock_.enter(before);
 }
 

@@ -12,6 +12,7 @@
 
 #include "common/padded_picture.h"
 #include "common/rate_control.h"
+#include "common/reference_frames.h"
 #include "mpeg2/frame.h"
 #include "mpeg2/header_writer.h"
 #include "mpeg2/picture_coder.h"
@@ -68,6 +69,7 @@ EncoderSettings completed(const EncoderSettings& settings) {
     EncoderSettings result = settings;
     if (result.keyInterval == 0) result.keyInterval = usualKeyInterval;
     if (result.width < 1 || result.height < 1) throw UnsupportedSettings("pictures need at least one sample");
+    if (result.quantiser == 0 && result.bitRate <= 0) throw UnsupportedSettings("neither quantiser nor bit rate");
     if (result.quantiser < 0 || result.quantiser > coarsestQuantiser)
         throw UnsupportedSettings("quantisers are 1 to 31");
     if (result.bPictures < 0 || result.bPictures > maxBPictures)
@@ -120,16 +122,14 @@ class Mpeg2Encoder final : public Encoder {
 
   private:
     struct Coded {
-        char type;
         std::int64_t bits;
         int quantiser;
     };
 
     void codeWaiting();
-    Coded codePicture(PictureType type, const PaddedPicture& source, long number, const Frame& target);
+    Coded codePicture(PictureType type, const PaddedPicture& source, long number, Frame& target);
     double chooseStep(PictureType type) const;
     void hand(const Frame& frame, const Coded& coded);
-    Frame* spareFrame();
 
     const EncoderSettings settings_;
     const SequenceHeader sequence_;
@@ -146,9 +146,7 @@ class Mpeg2Encoder final : public Encoder {
     long first_ = 0;           // number of the first of them
     long groupFirst_ = 0;      // number of the first picture of the group at hand
 
-    std::array<std::unique_ptr<Frame>, 3> frames_;
-    Frame* older_ = nullptr;  // references, in coding order
-    Frame* newer_ = nullptr;
+    ReferenceFrames<Frame> frames_;
 };
 
 Mpeg2Encoder::Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, PictureSink pictures)
@@ -160,8 +158,7 @@ Mpeg2Encoder::Mpeg2Encoder(const EncoderSettings& settings, ByteSink bytes, Pict
     waiting_.reserve(static_cast<std::size_t>(settings_.bPictures + 1));
     for (int i = 0; i <= settings_.bPictures; ++i)
         waiting_.emplace_back(sequence_.macroblockWidth(), sequence_.macroblockHeight());
-    for (auto& frame : frames_)
-        frame = std::make_unique<Frame>(sequence_.macroblockWidth(), sequence_.macroblockHeight());
+    frames_.allocate(sequence_.macroblockWidth(), sequence_.macroblockHeight());
     if (settings_.quantiser > 0) return;
     const double perPicture =
         static_cast<double>(settings_.bitRate) * settings_.rateDenominator / settings_.rateNumerator;
@@ -199,13 +196,12 @@ void Mpeg2Encoder::codeWaiting() {
     // The group begins with the B pictures that come before its intra picture in display order.
     if (key) groupFirst_ = first_;
 
-    Frame* const anchor = spareFrame();
+    Frame* const anchor = frames_.spare();
     const Coded coded =
         codePicture(key ? PictureType::intra : PictureType::predicted, waiting_[last], number, *anchor);
-    older_ = newer_;
-    newer_ = anchor;
+    frames_.push(anchor);
     for (std::size_t i = 0; i < last; ++i) {
-        Frame* const frame = spareFrame();
+        Frame* const frame = frames_.spare();
         hand(*frame, codePicture(PictureType::bidirectional, waiting_[i], first_ + static_cast<long>(i), *frame));
     }
     hand(*anchor, coded);
@@ -216,23 +212,9 @@ void Mpeg2Encoder::codeWaiting() {
     awaited_ = static_cast<std::size_t>(std::min<long>(settings_.bPictures + 1, untilKey));
 }
 
-Frame* Mpeg2Encoder::spareFrame() {
-    for (const auto& frame : frames_) {
-        if (frame.get() != older_ && frame.get() != newer_) return frame.get();
-    }
-    return nullptr;  // there are three
-}
-
 void Mpeg2Encoder::hand(const Frame& frame, const Coded& coded) {
-    const View& view = frame.frame();
     CodedPicture picture;
-    for (std::size_t plane = 0; plane < 3; ++plane) {
-        const int shift = plane == 0 ? 0 : 1;
-        picture.reconstruction.planes[plane] = {view.planes[plane], view.steps[plane],
-                                                (settings_.width + shift) >> shift,
-                                                (settings_.height + shift) >> shift};
-    }
-    picture.reconstruction.type = coded.type;
+    picture.reconstruction = frame.shown();
     picture.bits = coded.bits;
     picture.quantiser = coded.quantiser;
     pictures_(picture);
@@ -241,15 +223,18 @@ void Mpeg2Encoder::hand(const Frame& frame, const Coded& coded) {
 // ---- one picture ------------------------------------------------------------------------------------------------
 
 Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPicture& source, long number,
-                                              const Frame& target) {
+                                              Frame& target) {
+    target.type = "?IPB"[static_cast<std::size_t>(type)];
+    target.displayWidth = settings_.width;
+    target.displayHeight = settings_.height;
     PictureHeader header;
     header.type = type;
     header.topFieldFirst = false;
     const bool bidirectional = type == PictureType::bidirectional;
-    const View* const newest = newer_ ? &newer_->frame() : nullptr;
+    const View* const newest = frames_.newer() ? &frames_.newer()->frame() : nullptr;
     double step = chooseStep(type);
     header.intraVlcFormat = step <= coarsestOfTableOne;
-    coder_.start(source, header, {bidirectional ? &older_->frame() : newest, newest}, quantiserOf(step));
+    coder_.start(source, header, {bidirectional ? &frames_.older()->frame() : newest, newest}, quantiserOf(step));
     for (;;) {
         out_.clear();
         out_.reserve(256);
@@ -268,14 +253,14 @@ Mpeg2Encoder::Coded Mpeg2Encoder::codePicture(PictureType type, const PaddedPict
             if (bits <= vbv_->available()) break;
             throw UnsupportedSettings("a picture does not fit the decoder's buffer at this bit rate");
         }
-        step = std::clamp(step * bits / std::max(allowed, 1.0), 1.0 + step, coarsestStep);
+        step = std::min(std::max(step * bits / std::max(allowed, 1.0), step + 1), coarsestStep);
     }
     const auto& bytes = out_.bytes();
     const std::int64_t bits = static_cast<std::int64_t>(bytes.size()) * 8;
     bytes_(bytes.data(), bytes.size());
     if (rate_) rate_->update(rateType(type), step, bits);
     if (vbv_) vbv_->take(static_cast<double>(bits));
-    return {"?IPB"[static_cast<std::size_t>(type)], bits, quantiserOf(step)};
+    return {bits, quantiserOf(step)};
 }
 
 double Mpeg2Encoder::chooseStep(PictureType type) const {

@@ -31,6 +31,19 @@ void Frame::fill(Qvo8u value) {
     qvosSet_8u(value, memory_.get(), size_);
 }
 
+FrameView Frame::shown() const {
+    FrameView picture;
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane == 0 ? 0 : 1;
+        picture.planes[plane] = {frame_.planes[plane], frame_.steps[plane], (displayWidth + shift) >> shift,
+                                 (displayHeight + shift) >> shift};
+    }
+    picture.type = type;
+    picture.interlaced = !progressive;
+    picture.topFieldFirst = topFieldFirst;
+    return picture;
+}
+
 void Frame::doubleField(int parity) {
     const View& source = field(parity);
     const View& target = field(1 - parity);

@@ -7,6 +7,8 @@
 #include <array>
 #include <memory>
 
+#include "common/picture.h"
+
 namespace codecs::mpeg2 {
 
 // The luminance plane and both chrominance planes of a frame or field, in whole macroblocks.
@@ -32,7 +34,10 @@ class Frame {
     // Repeats the rows of one field in the other.
     void doubleField(int parity);
 
-    // What the headers said of the picture in it.
+    // The picture in it, as it is to be shown.
+    FrameView shown() const;
+
+    // What the headers said of that picture.
     int displayWidth = 0;
     int displayHeight = 0;
     char type = '?';

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "common/byte_bits.h"
+#include "common/reference_frames.h"
 #include "common/start_codes.h"
 #include "h263/decoder.h"
 #include "mpeg4/frame.h"
@@ -68,7 +69,6 @@ class Mpeg4Decoder final : public Decoder {
     void completeFrame();
     void showPending();
     void show(const Frame& frame);
-    Frame* spareFrame();
 
     std::unique_ptr<Decoder> shortHeaders_;  // once they have been found, decodes all
 
@@ -96,12 +96,8 @@ class Mpeg4Decoder final : public Decoder {
     VopContext vop_;
     VopDecoder vops_{clock_};
 
-    // At most the two references and the frame at hand are in use.
-    std::array<std::unique_ptr<Frame>, 3> frames_;
+    ReferenceFrames<Frame> frames_;
     Frame* current_ = nullptr;  // under construction
-    Frame* older_ = nullptr;    // references, in coding order
-    Frame* newer_ = nullptr;
-    bool newerPending_ = false;  // not shown yet
 };
 
 // ---- short headers ----------------------------------------------------------------------------------------------
@@ -170,11 +166,7 @@ void Mpeg4Decoder::activateLayer() {
                             layer_->macroblockHeight() == activeLayer_.macroblockHeight();
     if (!sameFrames) {
         showPending();
-        older_ = newer_ = nullptr;
-        for (auto& frame : frames_) {
-            frame.reset();
-            frame = std::make_unique<Frame>(layer_->macroblockWidth(), layer_->macroblockHeight());
-        }
+        frames_.allocate(layer_->macroblockWidth(), layer_->macroblockHeight());
     }
     activeLayer_ = *layer_;
     info_ = describe(activeLayer_, profile_);
@@ -196,7 +188,7 @@ void Mpeg4Decoder::takeVop(BitReader bits) {
     }
     if (!findReferences(header.type)) return;
 
-    current_ = spareFrame();
+    current_ = frames_.spare();
     current_->displayWidth = activeLayer_.width;
     current_->displayHeight = activeLayer_.height;
     current_->type = "IPB"[static_cast<std::size_t>(header.type)];
@@ -204,7 +196,7 @@ void Mpeg4Decoder::takeVop(BitReader bits) {
     vop_.header = header;
     vop_.target = current_;
     vops_.decode(vop_, bits);
-    conceal(header.type == VopType::bidirectional ? older_ : newer_);
+    conceal(header.type == VopType::bidirectional ? frames_.older() : frames_.newer());
     completeFrame();
 }
 
@@ -231,26 +223,19 @@ bool Mpeg4Decoder::takeTime(const VopHeader& header) {
 // False if the VOP lacks them and is left out.
 bool Mpeg4Decoder::findReferences(VopType type) {
     if (type == VopType::bidirectional) {
-        if (!older_) return false;
-        vop_.forward = older_;
-        vop_.backward = newer_;
+        if (!frames_.older()) return false;
+        vop_.forward = frames_.older();
+        vop_.backward = frames_.newer();
         return true;
     }
     // A stream that has lost its first picture starts from grey.
-    if (type == VopType::predicted && !newer_) {
-        newer_ = spareFrame();
-        newer_->fill(grey);
+    if (type == VopType::predicted && !frames_.newer()) {
+        frames_.substitute(frames_.spare());
+        frames_.newer()->fill(grey);
     }
-    vop_.forward = newer_;
+    vop_.forward = frames_.newer();
     vop_.backward = nullptr;
     return true;
-}
-
-Frame* Mpeg4Decoder::spareFrame() {
-    for (const auto& frame : frames_) {
-        if (frame.get() != older_ && frame.get() != newer_) return frame.get();
-    }
-    return nullptr;  // there are three
 }
 
 // Counts the macroblocks that were not decoded and fills those that nothing is known of from a reference, or with grey
@@ -289,16 +274,12 @@ void Mpeg4Decoder::completeFrame() {
     frame->extend();
     clock_.enter(Stage::parse);
     showPending();
-    older_ = newer_;
-    newer_ = frame;
-    newerPending_ = true;
+    frames_.push(frame);
     if (activeLayer_.lowDelay) showPending();
 }
 
 void Mpeg4Decoder::showPending() {
-    if (!newerPending_) return;
-    newerPending_ = false;
-    show(*newer_);
+    if (const Frame* const frame = frames_.takeWaiting()) show(*frame);
 }
 
 void Mpeg4Decoder::show(const Frame& frame) {
