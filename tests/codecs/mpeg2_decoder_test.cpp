@@ -1,7 +1,6 @@
 // The MPEG-1/2 decoder on streams written bit by bit: what no encoder at hand makes.
 #include "mpeg2/decoder.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "support/bit_writer.h"
+#include "support/decoded.h"
 
 namespace {
 
@@ -87,12 +87,7 @@ class Stream : public BitWriter {
     void intraMacroblock(int luma) {
         bits("1");
         bits(type_ == 1 ? "1" : "00011");
-        if (options_.concealmentVectors)
-            bits(
-                "010"
-                "0"
-                "1"
-                "1");  // one half sample, none, marker
+        if (options_.concealmentVectors) bits("010 0 1 1");  // one half sample, none, marker
         dc(luma - luma_);
         luma_ = luma;
         for (int block = 1; block < 4; ++block)
@@ -139,47 +134,13 @@ class Stream : public BitWriter {
     int luma_ = 128;
 };
 
-struct Decoded {
-    std::string types;
-    std::vector<std::vector<std::uint8_t>> luma;  // frame by frame
-    codecs::DamageReport damage;
-
-    // The sample at the middle of a macroblock.
-    int level(std::size_t frame, int column, int row) const {
-        return luma[frame][static_cast<std::size_t>((row * 16 + 8) * columns * 16 + column * 16 + 8)];
-    }
-    // The first and the last sample of a macroblock's first row.
-    std::pair<int, int> ends(std::size_t frame, int column) const {
-        return {luma[frame][static_cast<std::size_t>(column * 16)],
-                luma[frame][static_cast<std::size_t>(column * 16 + 15)]};
-    }
-};
-
-Decoded decode(const Stream& stream, std::size_t chunk = 1 << 20) {
-    Decoded result;
-    const auto sink = [&](const codecs::FrameView& frame) {
-        result.types += frame.type;
-        const codecs::PlaneView& plane = frame.planes[0];
-        auto& samples = result.luma.emplace_back();
-        for (int y = 0; y < plane.height; ++y)
-            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
-    };
-    const auto decoder = codecs::makeMpeg2Decoder();
-    const auto& bytes = stream.bytes();
-    for (std::size_t at = 0; at < bytes.size(); at += chunk)
-        decoder->decode(bytes.data() + at, std::min(chunk, bytes.size() - at), sink);
-    decoder->finish(sink);
-    result.damage = decoder->damage();
-    return result;
+Decoded decode(const Stream& stream, std::size_t piece = 1 << 20) {
+    return decodeWith(codecs::makeMpeg2Decoder(), stream.bytes(), piece);
 }
 
-std::string refusal(const Stream& stream) {
-    try {
-        decode(stream);
-    } catch (const codecs::UnsupportedStream& unsupported) {
-        return unsupported.what();
-    }
-    return "";
+// The first and the last sample of a macroblock's first row.
+std::pair<int, int> ends(const Decoded& decoded, std::size_t frame, int column) {
+    return {decoded.luma(frame, column * 16, 0), decoded.luma(frame, column * 16 + 15, 0)};
 }
 
 const std::vector<int> levels = {20, 60, 100, 140, 180, 220};
@@ -195,7 +156,7 @@ TEST(Mpeg2Decoder, TakesTheStreamInPiecesOfAnySize) {
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(whole.level(0, i % columns, i / columns), levels[static_cast<std::size_t>(i)]);
     for (const std::size_t chunk : {1, 2, 3, 7})
-        EXPECT_EQ(decode(stream, chunk).luma, whole.luma) << chunk;
+        EXPECT_EQ(decode(stream, chunk).frames, whole.frames) << chunk;
     EXPECT_EQ(whole.damage.concealedMacroblocks, 0);
 }
 
@@ -206,7 +167,7 @@ TEST(Mpeg2Decoder, PassesOverConcealmentVectors) {
     concealing.sequence();
     concealing.intraPicture(levels, {.concealmentVectors = true});
     const Decoded decoded = decode(concealing);
-    EXPECT_EQ(decoded.luma, decode(plain).luma);
+    EXPECT_EQ(decoded.frames, decode(plain).frames);
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
 }
 
@@ -219,23 +180,17 @@ TEST(Mpeg2Decoder, FullSampleVectorsOfMpeg1) {
         stream.picture(2, {.fullPel = fullPel});
         for (int row = 0; row < rows; ++row) {
             stream.slice(row);
+            stream.predictedMacroblock("001", "0000010110 1 1");
+            stream.predictedMacroblock("001", "1 1");
             stream.predictedMacroblock("001",
-                                       "0000010110"
-                                       "1"
-                                       "1");
-            stream.predictedMacroblock("001",
-                                       "1"
-                                       "1");
-            stream.predictedMacroblock("001",
-                                       "1"
-                                       "1");  // beyond the right edge, and moved back to it
+                                       "1 1");  // beyond the right edge, and moved back to it
         }
         const Decoded decoded = decode(stream);
         ASSERT_EQ(decoded.types, "IP");
         using Ends = std::pair<int, int>;
-        EXPECT_EQ(decoded.ends(1, 0), fullPel ? Ends(60, 60) : Ends(20, 60));
-        EXPECT_EQ(decoded.ends(1, 1), fullPel ? Ends(100, 100) : Ends(60, 100));
-        EXPECT_EQ(decoded.ends(1, 2), Ends(100, 100));
+        EXPECT_EQ(ends(decoded, 1, 0), fullPel ? Ends(60, 60) : Ends(20, 60));
+        EXPECT_EQ(ends(decoded, 1, 1), fullPel ? Ends(100, 100) : Ends(60, 100));
+        EXPECT_EQ(ends(decoded, 1, 2), Ends(100, 100));
         EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
     }
 }
@@ -251,11 +206,7 @@ TEST(Mpeg2Decoder, PairsFieldsAndDoublesALoneOne) {
             stream.picture(2, {.structure = 2, .framePredFrameDct = false});
             stream.slice(0);
             for (int column = 0; column < columns; ++column)
-                stream.predictedMacroblock("001",
-                                           "01"
-                                           "0"
-                                           "1"
-                                           "1");
+                stream.predictedMacroblock("001", "01 0 1 1");
         }
         const Decoded decoded = decode(stream);
         ASSERT_EQ(decoded.types, "I");
@@ -278,13 +229,12 @@ TEST(Mpeg2Decoder, LeavesOutLeadingPicturesOfAnOpenGroup) {
             stream.slice(row);
             for (int column = 0; column < columns; ++column)
                 stream.predictedMacroblock("010",
-                                           "1"
-                                           "1");  // backward
+                                           "1 1");  // backward
         }
         stream.startCode(0xB7);
         const Decoded decoded = decode(stream);
         EXPECT_EQ(decoded.types, closed ? "BI" : "I");
-        EXPECT_EQ(decoded.luma.front(), decoded.luma.back());
+        EXPECT_EQ(decoded.frames.front(), decoded.frames.back());
         EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
     }
 }
@@ -308,34 +258,21 @@ TEST(Mpeg2Decoder, RepeatsWhatIsMissing) {
 }
 
 TEST(Mpeg2Decoder, NamesWhatItDoesNotDecode) {
-    for (const auto& [format, name] : {std::pair{2, "4:2:2"}, std::pair{3, "4:4:4"}}) {
-        Stream stream(true);
-        stream.sequence(48, 32, format);
-        stream.intraPicture(levels);
-        EXPECT_NE(refusal(stream).find(name), std::string::npos);
-    }
-    {
-        Stream stream(true);
-        stream.sequence();
-        stream.extension(5);
-        stream.bits(
-            "10"
-            "0000");
-        stream.intraPicture(levels);
-        EXPECT_NE(refusal(stream).find("SNR scalability"), std::string::npos);
-    }
-    {
-        Stream stream(false);
-        stream.sequence();
-        stream.picture(4);
-        EXPECT_NE(refusal(stream).find("D pictures"), std::string::npos);
-    }
-    {
-        Stream stream(true);
-        stream.sequence(4095, 4095);
-        stream.intraPicture(levels);
-        EXPECT_NE(refusal(stream).find("4095x4095"), std::string::npos);
-    }
+    const auto expectRefusal = [](std::string_view name, bool mpeg2, int width, int height, int format,
+                                  std::string_view scalability, int type) {
+        Stream stream(mpeg2);
+        stream.sequence(width, height, format);
+        if (!scalability.empty()) stream.extension(5);
+        stream.bits(scalability);
+        stream.picture(type);
+        stream.slice(0);
+        EXPECT_NE(decode(stream).refused.find(name), std::string::npos) << name;
+    };
+    expectRefusal("4:2:2", true, 48, 32, 2, "", 1);
+    expectRefusal("4:4:4", true, 48, 32, 3, "", 1);
+    expectRefusal("SNR scalability", true, 48, 32, 1, "10 0000", 1);
+    expectRefusal("D pictures", false, 48, 32, 1, "", 4);
+    expectRefusal("4095x4095", true, 4095, 4095, 1, "", 1);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/bit_writer.h"
+#include "support/decoded.h"
 
 namespace {
 
@@ -143,47 +144,19 @@ class Stream : public BitWriter {
     unsigned type_ = 0;
 };
 
-struct Decoded {
-    std::string types;
-    std::vector<std::vector<std::uint8_t>> luma;  // frame by frame
-    codecs::DamageReport damage;
-
-    // The samples at the middle of the macroblocks.
-    std::vector<int> levels(std::size_t frame) const {
-        std::vector<int> result;
-        for (std::size_t i = 0; i < count; ++i)
-            result.push_back(luma.at(frame)[(i / columns * 16 + 8) * columns * 16 + i % columns * 16 + 8]);
-        return result;
-    }
-};
-
 Decoded decode(const std::vector<std::uint8_t>& bytes, std::size_t piece = 1 << 20) {
-    Decoded result;
-    const auto sink = [&](const codecs::FrameView& frame) {
-        result.types += frame.type;
-        const codecs::PlaneView& plane = frame.planes[0];
-        auto& samples = result.luma.emplace_back();
-        for (int y = 0; y < plane.height; ++y)
-            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
-    };
-    const auto decoder = codecs::makeMpeg4Decoder();
-    for (std::size_t at = 0; at < bytes.size(); at += piece)
-        decoder->decode(bytes.data() + at, std::min(piece, bytes.size() - at), sink);
-    decoder->finish(sink);
-    result.damage = decoder->damage();
-    return result;
-}
-
-std::string refusal(const std::vector<std::uint8_t>& bytes) {
-    try {
-        decode(bytes);
-    } catch (const codecs::UnsupportedStream& unsupported) {
-        return unsupported.what();
-    }
-    return "";
+    return decodeWith(codecs::makeMpeg4Decoder(), bytes, piece);
 }
 
 using Levels = std::vector<int>;
+
+Levels levelsOf(const Decoded& decoded, std::size_t frame) {
+    Levels result;
+    for (int i = 0; i < count; ++i)
+        result.push_back(decoded.level(frame, i % columns, i / columns));
+    return result;
+}
+
 const Levels ramp = {40, 60, 80, 100, 150, 200};
 const Levels other = {90, 70, 50, 230, 20, 130};
 
@@ -210,7 +183,8 @@ TEST(Mpeg4Decoder, RefusesToolsByName) {
     for (const auto& [layer, tool] : cases) {
         Stream stream(layer);
         stream.intraVop(0, ramp);
-        EXPECT_NE(refusal(stream.bytes()).find(tool), std::string::npos) << tool << ": " << refusal(stream.bytes());
+        EXPECT_NE(decode(stream.bytes()).refused.find(tool), std::string::npos)
+            << tool << ": " << decode(stream.bytes()).refused;
     }
 }
 
@@ -222,8 +196,8 @@ TEST(Mpeg4Decoder, ReadsEveryFormOfLayer) {
         {{}, ""},
         {secondVersion, ""},
         // Buffer model: two bit rates, two sizes, two occupancies with their markers.
-        {{.control = "1 01 0 1 000000000000001 1 000000000000000 1 000000000000001 1 000 00000000001 1 "
-                     "000000000000001 1"},
+        {{.control =
+              "1 01 0 1 000000000000001 1 000000000000000 1 000000000000001 1 000 00000000001 1  000000000000001 1"},
          ""},
         {{.quantisation = "1 1 00001000 00010001 00000000 0"}, ""},
         // Statistics on blocks of both kinds, DCT lines and VLC bits; an I-VOP brings 8 + 8 + 8 + 4 bits.
@@ -238,7 +212,7 @@ TEST(Mpeg4Decoder, ReadsEveryFormOfLayer) {
         }
         const Decoded decoded = decode(stream.bytes());
         ASSERT_EQ(decoded.types, "I");
-        EXPECT_EQ(decoded.levels(0), ramp);
+        EXPECT_EQ(levelsOf(decoded, 0), ramp);
         EXPECT_EQ(decoded.damage.damagedPictures, 0);
     }
 }
@@ -260,9 +234,9 @@ TEST(Mpeg4Decoder, ShowsPicturesInOrder) {
     for (const std::size_t piece : {1U, 7U, 100000U}) {
         const Decoded decoded = decode(stream.bytes(), piece);
         ASSERT_EQ(decoded.types, "IBIPI");
-        EXPECT_EQ(decoded.levels(1), average);
-        EXPECT_EQ(decoded.levels(3), other);
-        EXPECT_EQ(decoded.levels(4), ramp);
+        EXPECT_EQ(levelsOf(decoded, 1), average);
+        EXPECT_EQ(levelsOf(decoded, 3), other);
+        EXPECT_EQ(levelsOf(decoded, 4), ramp);
         EXPECT_EQ(decoded.damage.damagedPictures, 0);
     }
 }
@@ -290,7 +264,7 @@ TEST(Mpeg4Decoder, ConcealsLostPackets) {
     stream.intra(30);
     const Decoded decoded = decode(stream.bytes());
     ASSERT_EQ(decoded.types, "IP");
-    EXPECT_EQ(decoded.levels(1), (Levels{10, ramp[1], ramp[2], ramp[3], 30, ramp[5]}));
+    EXPECT_EQ(levelsOf(decoded, 1), (Levels{10, ramp[1], ramp[2], ramp[3], 30, ramp[5]}));
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 3);
     EXPECT_EQ(decoded.damage.damagedPictures, 1);
 }
@@ -314,7 +288,7 @@ TEST(Mpeg4Decoder, FindsTheNextPacketBehindDamage) {
     stream.packet(5);
     stream.intra(90);
     const Decoded decoded = decode(stream.bytes());
-    EXPECT_EQ(decoded.levels(0), (Levels{40, 128, 60, 70, 128, 90}));
+    EXPECT_EQ(levelsOf(decoded, 0), (Levels{40, 128, 60, 70, 128, 90}));
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 2);
 }
 
@@ -336,7 +310,7 @@ TEST(Mpeg4Decoder, SkipsAtTheEndOfPackets) {
     stream.bits("1");
     const Decoded decoded = decode(stream.bytes());
     ASSERT_EQ(decoded.types, "IBP");
-    EXPECT_EQ(decoded.levels(1), (Levels{25, ramp[1], ramp[2], ramp[3], 85, ramp[5]}));
+    EXPECT_EQ(levelsOf(decoded, 1), (Levels{25, ramp[1], ramp[2], ramp[3], 85, ramp[5]}));
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
 }
 
@@ -361,7 +335,7 @@ TEST(Mpeg4Decoder, FollowsVectorsFarBeyondThePicture) {
         const Decoded decoded = decode(stream.bytes());
         ASSERT_EQ(decoded.types, "IP");
         EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
-        EXPECT_EQ(decoded.levels(1)[5], ramp[source]) << x << " " << y;
+        EXPECT_EQ(levelsOf(decoded, 1)[5], ramp[source]) << x << " " << y;
     }
 }
 
@@ -379,7 +353,7 @@ TEST(Mpeg4Decoder, ReadsDcAmongTheAcCoefficients) {
             stream.bits("0000011 11 1 000000 1 111111100100 1");
         }
         const Decoded decoded = decode(stream.bytes());
-        EXPECT_EQ(decoded.levels(0), Levels(count, 100)) << partitioned;
+        EXPECT_EQ(levelsOf(decoded, 0), Levels(count, 100)) << partitioned;
         EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);
     }
 }
@@ -397,7 +371,7 @@ TEST(Mpeg4Decoder, LosesOnlyADamagedPartitionedPacket) {
         stream.bits(i == 4 ? "0 00000 00000" : "0 0011");
     }
     const Decoded decoded = decode(stream.bytes());
-    EXPECT_EQ(decoded.levels(0), (Levels{ramp[0], ramp[1], 128, ramp[3], 128, ramp[5]}));
+    EXPECT_EQ(levelsOf(decoded, 0), (Levels{ramp[0], ramp[1], 128, ramp[3], 128, ramp[5]}));
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 2);
 }
 
@@ -418,7 +392,7 @@ TEST(Mpeg4Decoder, PredictsMacroblocksWhoseTextureIsLost) {
     stream.bits("11111 1 1111 0000 0000 0001");
     const Decoded decoded = decode(stream.bytes());
     ASSERT_EQ(decoded.types, "IP");
-    EXPECT_EQ(decoded.levels(1), (Levels{ramp[1], ramp[1], ramp[2], ramp[3], ramp[4], ramp[5]}));
+    EXPECT_EQ(levelsOf(decoded, 1), (Levels{ramp[1], ramp[1], ramp[2], ramp[3], ramp[4], ramp[5]}));
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 1);
 }
 

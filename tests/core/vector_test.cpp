@@ -1,14 +1,15 @@
 // Aligned memory, vectors, regions, block copies, the zero count and the rounding predictors.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <vector>
 
 #include "qvovc.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -26,53 +27,30 @@ TEST(Memory, BlocksAreAlignedWritableAndFreed) {
 }
 
 TEST(Core, StatusesInTheirOrder) {
-    Qvo8u bytes[1024];
-    Qvo16s words[1024];
-    std::memset(bytes, 7, sizeof bytes);
-    std::memset(words, 7, sizeof words);
-    Qvo32u count = 99;
-    const struct {
-        QvoStatus expected;
-        std::function<QvoStatus()> call;
-    } cases[] = {
-        {qvoStatusNullPtr, [&] { return qvosSet_8u(1, nullptr, 0); }},
-        {qvoStatusSize, [&] { return qvosSet_8u(1, bytes, 0); }},
-        {qvoStatusNullPtr, [&] { return qvosSet_16s(1, nullptr, 0); }},
-        {qvoStatusSize, [&] { return qvosSet_16s(1, words, -5); }},
-        {qvoStatusNullPtr, [&] { return qvosZero_16s(nullptr, 0); }},
-        {qvoStatusSize, [&] { return qvosZero_16s(words, 0); }},
-        {qvoStatusNullPtr, [&] { return qvosCopy_8u(nullptr, bytes, 0); }},
-        {qvoStatusNullPtr, [&] { return qvosCopy_8u(bytes, nullptr, 0); }},
-        {qvoStatusSize, [&] { return qvosCopy_8u(bytes + 512, bytes, 0); }},
-        {qvoStatusNullPtr, [&] { return qvosMulC_16s_ISfs(0, nullptr, 0, 0); }},
-        {qvoStatusSize, [&] { return qvosMulC_16s_ISfs(0, words, 0, 31); }},
-        {qvoStatusNullPtr, [&] { return qvosThreshold_16s_I(nullptr, 0, 1, 4); }},
-        {qvoStatusSize, [&] { return qvosThreshold_16s_I(words, 0, 1, 4); }},
-        {qvoStatusNullPtr, [&] { return qvoiSet_8u_C1R(1, nullptr, 0, 0, 0); }},
-        {qvoStatusSize, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 0, 1); }},
-        {qvoStatusSize, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 1, 0); }},
-        {qvoStatusStep, [&] { return qvoiSet_8u_C1R(1, bytes, 0, 1, 1); }},
-        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_8x8_8u(nullptr, 0, bytes, 0); }},
-        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_8x8_8u(bytes, 0, nullptr, 0); }},
-        {qvoStatusStep8, [&] { return qvoiCopyBlock_8x8_8u(bytes + 512, 7, bytes, 8); }},
-        {qvoStatusStep8, [&] { return qvoiCopyBlock_8x8_8u(bytes + 512, 8, bytes, 7); }},
-        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_16x16_8u(nullptr, 0, bytes, 0); }},
-        {qvoStatusNullPtr, [&] { return qvoiCopyBlock_16x16_8u(bytes, 0, nullptr, 0); }},
-        {qvoStatusStep16, [&] { return qvoiCopyBlock_16x16_8u(bytes + 512, 15, bytes, 16); }},
-        {qvoStatusStep16, [&] { return qvoiCopyBlock_16x16_8u(bytes + 512, 16, bytes, 15); }},
-        {qvoStatusNullPtr, [&] { return qvoiCountZeros8x8_16s_C1(nullptr, &count); }},
-        {qvoStatusNullPtr, [&] { return qvoiCountZeros8x8_16s_C1(words, nullptr); }},
-        {qvoStatusNullPtr, [&] { return qvoiMCBlock_RoundOff_8u(nullptr, 8, bytes, 8, 0); }},
-        {qvoStatusNullPtr, [&] { return qvoiMCBlock_RoundOn_8u(bytes, 8, nullptr, 8, 0); }},
-    };
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(cases[i].expected, cases[i].call()) << "case " << i;
-    }
-    for (Qvo8u b : bytes)
-        ASSERT_EQ(7, b);
-    for (Qvo16s w : words)
-        ASSERT_EQ(0x0707, w);
-    EXPECT_EQ(99u, count);
+    struct Memory {
+        std::array<Qvo8u, 1024> bytes = {};
+        std::array<Qvo16s, 64> words = {};
+        Qvo32u count = 99;
+        bool operator==(const Memory&) const = default;
+    } m;
+    Qvo8u *const p = m.bytes.data(), *const q = p + 512;
+    Qvo16s* const w = m.words.data();
+    const auto null = [](std::vector<std::size_t> arguments) { return Fault{qvoStatusNullPtr, arguments}; };
+    const auto size = [](std::vector<std::size_t> arguments) { return Fault{qvoStatusSize, arguments, {0, -5}}; };
+    expectStatuses(m, qvosSet_8u, {Qvo8u{1}, p, 9}, {null({1}), size({2})});
+    expectStatuses(m, qvosSet_16s, {Qvo16s{1}, w, 9}, {null({1}), size({2})});
+    expectStatuses(m, qvosZero_16s, {w, 9}, {null({0}), size({1})});
+    expectStatuses(m, qvosCopy_8u, {q, p, 9}, {null({0, 1}), size({2})});
+    for (const int scale : {0, 31})
+        expectStatuses(m, qvosMulC_16s_ISfs, {Qvo16s{2}, w, 9, scale}, {null({1}), size({2})});
+    expectStatuses(m, qvosThreshold_16s_I, {w, 9, Qvo16s{1}, 4}, {null({0}), size({1})});
+    expectStatuses(m, qvoiSet_8u_C1R, {Qvo8u{1}, p, 9, 3, 3},
+                   {null({1}), size({3, 4}), {qvoStatusStep, {2}, {0, -9}}});
+    expectStatuses(m, qvoiCopyBlock_8x8_8u, {q, 8, p, 8}, {null({0, 2}), {qvoStatusStep8, {1, 3}, {7}}});
+    expectStatuses(m, qvoiCopyBlock_16x16_8u, {q, 16, p, 16}, {null({0, 2}), {qvoStatusStep16, {1, 3}, {15}}});
+    expectStatuses(m, qvoiCountZeros8x8_16s_C1, {w, &m.count}, {null({0, 1})});
+    for (const auto predict : {qvoiMCBlock_RoundOff_8u, qvoiMCBlock_RoundOn_8u})
+        expectStatuses(m, predict, {q, 8, p, 8, 0}, {null({0, 2})});
 }
 
 // Elements 0..len-1 and no others, in buffers that end at an unreadable page.
@@ -207,14 +185,6 @@ TEST(Block, RoundingPredictors) {
             EXPECT_EQ(expected, result) << predType << ", round " << round;
         }
     }
-    // Averages of 10 and 11: rounded up without, down with rounding control.
-    std::vector<Qvo8u> result(64);
-    for (std::size_t i = 0; i < reference.size(); ++i)
-        reference[i] = static_cast<Qvo8u>(10 + i % 2);
-    qvoiMCBlock_RoundOff_8u(reference.data(), 12, result.data(), 8, qvoPredHalfPelHor);
-    EXPECT_EQ(std::vector<Qvo8u>(64, 11), result);
-    qvoiMCBlock_RoundOn_8u(reference.data(), 12, result.data(), 8, qvoPredHalfPelHor);
-    EXPECT_EQ(std::vector<Qvo8u>(64, 10), result);
 }
 
 }  // namespace

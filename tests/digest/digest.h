@@ -75,6 +75,28 @@ struct Memory {
 using Bytes = Memory<Qvo8u>;
 using Words = Memory<Qvo16s>;
 
+// `count` vectors of up to `range` either way.
+struct Vectors {
+    std::size_t count;
+    int range;
+    std::vector<QvoMotionVector> data = {};
+
+    QvoMotionVector* draw(Random& random) {
+        data.resize(count);
+        for (QvoMotionVector& v : data) {
+            v.dx = static_cast<Qvo16s>(random.range(-range, range));
+            v.dy = static_cast<Qvo16s>(random.range(-range, range));
+        }
+        return data.data();
+    }
+    void addTo(Digest& digest) const {
+        for (const QvoMotionVector v : data) {
+            digest.add(v.dx);
+            digest.add(v.dy);
+        }
+    }
+};
+
 template <class Result, class... P, class... A>
 DigestEntry calls(const char* name, Result (*operation)(P...), A... drawn) {
     return DigestEntry(name, [=](Digest& digest, Random& random) {

@@ -1,149 +1,83 @@
-// H.263 motion vectors, texture decoding with advanced intra coding, inverse quantisation and prediction.
-#include <array>
-#include <vector>
-
+// H.263 headers, motion vectors, texture with advanced intra coding, inverse quantisation, prediction and filters.
 #include "digest/digest.h"
-#include "qvovc.h"
 
 namespace {
 
-using Block = std::array<Qvo16s, 64>;
+using namespace drawn;
 
-constexpr int rounds = 3000;
+const Bits bits;
+const Number offset{0, 7}, one{0, 1}, QP{1, 31}, direction{1, 3};
+const Bytes code{1, 77, 77};
+const Words block{64, -600, 600}, any{64, -32768, 32767};
+const Memory<Qvo32s> length{1, 1, 31};
 
-// Random bits with more ones than zeros, of which blocks decode often enough; escapes come in between.
-struct Bits {
-    std::array<Qvo8u, 400> bytes;
-    Qvo8u* position = bytes.data();
-    Qvo32s offset;
-
-    explicit Bits(Random& random) : offset(random.range(0, 7)) {
-        for (Qvo8u& byte : bytes)
-            byte = static_cast<Qvo8u>(random.chance(15) ? random.range(6, 7) : random.next() | random.next());
-    }
-    void addTo(Digest& digest, QvoStatus status) const {
-        digest.add(static_cast<int>(status));
-        digest.add(static_cast<int>(position - bytes.data()));
-        digest.add(offset);
-    }
-};
-
-using Decoder = QvoStatus (*)(Bits& bits, Qvo16s* block, Random& random);
-
-const DigestEntry texture("H.263 texture", [](Digest& digest, Random& random) {
-    static constexpr Decoder decoders[] = {
-        [](Bits& b, Qvo16s* p, Random&) { return qvoiDecodeVLC_IntraDC_H263_1u16s(&b.position, &b.offset, p); },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeVLCZigzag_Intra_H263_1u16s(&b.position, &b.offset, p, r.range(0, 1));
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeVLCZigzag_Inter_H263_1u16s(&b.position, &b.offset, p, r.range(0, 1));
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeVLCZigzag_IntraAIC_H263_1u16s(&b.position, &b.offset, p, r.range(1, 3), 1);
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            Qvo32s len;
-            const QvoStatus status = qvoiDecodeVLC_Intra_H263_1u16s(&b.position, &b.offset, p, &len, 1);
-            if (len > 0) qvoiQuantInvIntra_Compact_H263_16s_I(p, len, r.range(1, 31));
-            return status;
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            Qvo32s len;
-            const QvoStatus status = qvoiDecodeVLC_Inter_H263_1u16s(&b.position, &b.offset, p, &len, 1);
-            if (len > 0) qvoiQuantInvInter_Compact_H263_16s_I(p, len, r.range(1, 31));
-            return status;
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeCoef_Intra_H263_1u16s(&b.position, &b.offset, p, r.range(1, 31), 1);
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeCoef_Inter_H263_1u16s(&b.position, &b.offset, p, r.range(1, 31), 1);
-        },
-        [](Bits& b, Qvo16s* p, Random& r) {
-            return qvoiDecodeBlockCoef_Inter_H263_1u16s(&b.position, &b.offset, p, r.range(1, 31), 1);
-        },
-        [](Bits&, Qvo16s* p, Random& r) { return qvoiQuantInvIntra_H263_16s_I(p, r.range(1, 31)); },
-        [](Bits&, Qvo16s* p, Random& r) { return qvoiQuantInvInter_H263_16s_I(p, r.range(1, 31)); },
-    };
-    for (const Decoder decoder : decoders) {
-        for (int i = 0; i < rounds; ++i) {
-            Bits bits(random);
-            Block block;
-            random.fill(block, -600, 600);
-            bits.addTo(digest, decoder(bits, block.data(), random));
-            digest.addAll(block.data(), block.size());
-        }
-    }
-});
-
-const DigestEntry intra("H.263 intra blocks", [](Digest& digest, Random& random) {
-    for (int i = 0; i < 3 * rounds; ++i) {
-        Bits bits(random);
-        std::array<Qvo8u, 64> pixels = {};
-        Block row, column, levels;
-        random.fill(row, -40, 1500);
-        random.fill(column, -40, 1500);
-        random.fill(levels, -40, 40);
-        const int QP = random.range(1, 31), direction = random.range(1, 3);
-        Qvo8u** const p = &bits.position;
-        if (i % 3 == 0)
-            bits.addTo(digest, qvoiDecodeBlockCoef_Intra_H263_1u8u(p, &bits.offset, pixels.data(), 8, QP, 1));
-        else if (i % 3 == 1)
-            bits.addTo(digest, qvoiDecodeBlockCoef_IntraAIC_H263_1u8u(p, &bits.offset, pixels.data(), 8, row.data(),
-                                                                      column.data(), QP, direction, i % 4, 1));
-        else
-            qvoiPredictReconCoefIntraAIC_H263_16s(levels.data(), row.data(), column.data(), QP, direction);
-        digest.addAll(pixels.data(), pixels.size());
-        for (const Block* b : {&row, &column, &levels})
-            digest.addAll(b->data(), b->size());
-    }
-});
-
-QvoMotionVector vector(Random& random, int range) {
-    const int dx = random.range(-range, range), dy = random.range(-range, range);
-    return {static_cast<Qvo16s>(dx), static_cast<Qvo16s>(dy)};
+template <class Operation, class... A>
+DigestEntry decodes(const char* name, Operation operation, A... arguments) {
+    return calls(name, operation, bits, offset, arguments...);
 }
 
-const DigestEntry vectors("H.263 vectors", [](Digest& digest, Random& random) {
-    for (int i = 0; i < 3 * rounds; ++i) {
-        Bits bits(random);
-        for (Qvo8u& byte : bits.bytes)
-            byte = static_cast<Qvo8u>(random.next() & random.next());
-        std::array<QvoMotionVector, 16> v;
-        for (QvoMotionVector& each : v)
-            each = vector(random, 40);
-        const QvoStatus status =
-            qvoiDecodeMV_H263(&bits.position, &bits.offset, random.chance(70) ? &v[0] : nullptr,
-                              random.chance(70) ? &v[4] : nullptr, &v[8], &v[12], i % 3, random.range(0, 5));
-        bits.addTo(digest, status);
-        for (std::size_t k = 12; k < 16; ++k) {
-            digest.add(v[k].dx);
-            digest.add(v[k].dy);
-        }
-    }
-});
+const DigestEntry headers[] = {
+    decodes("qvoiUpdateQuant_MQ_H263_1u32s_I", OnStream<qvoiUpdateQuant_MQ_H263_1u32s_I>::call, length),
+    decodes("qvoiDecodeMCBPCIntra_H263", OnStream<qvoiDecodeMCBPCIntra_H263>::call, code),
+    decodes("qvoiDecodeMCBPCInter_H263", OnStream<qvoiDecodeMCBPCInter_H263>::call, code),
+    decodes("qvoiDecodeCBPY_H263", OnStream<qvoiDecodeCBPY_H263>::call, code),
+    decodes("qvoiDecodeMODB_H263", OnStream<qvoiDecodeMODB_H263>::call, code)};
 
-const DigestEntry prediction("H.263 prediction", [](Digest& digest, Random& random) {
-    std::vector<Qvo8u> reference(64 * 64), block(16 * 16 + 2 * 64);
-    std::vector<Qvo16s> residual(6 * 64);
-    const Qvo8u* const source = &reference[64 * 24 + 24];
-    Qvo8u* const p = block.data();
-    for (int i = 0; i < rounds; ++i) {
-        random.fill(reference, 0, 255);
-        random.fill(residual, -300, 300);
-        const QvoMotionVector v = vector(random, 40),
-                              w[4] = {vector(random, 40), vector(random, 40), vector(random, 40), vector(random, 40)};
-        qvoiCopyMBHalfpel_H263_8u(source, 64, p, 16, &v, i & 1);
-        qvoiOBMCHalfpel_H263_8u(source, 64, p, 16, &v, &w[0], &w[1], &w[2], &w[3], i & 1);
-        qvoiCopyBlockHalfpel_H263_8u(source, 64, p + 8, 16, &v, i & 1);
-        qvoiReconMB_H263_8u_P3R(p, p + 256, p + 320, 16, 8, residual.data(), i & 63, p, p + 256, p + 320, 16, 8);
-        digest.addAll(p, block.size());
-        qvoiCopyMBApprox_H263_8u(source, 64, p, 16, &v);
-        qvoiCopyBlockApprox_H263_8u(source, 64, p, 16, &w[0]);
-        qvoiCopyMB_H263_8u_P3R(p, p + 256, p + 320, 16, 8, &reference[0], &reference[32], &reference[48], 64, 64);
-        digest.addAll(reference.data(), reference.size());
-    }
-});
+const Bytes pixels{64, 0, 0};
+const Words row{64, -40, 1500}, column{64, -40, 1500};
+const Number step8{8, 8};
+
+const DigestEntry texture[] = {
+    decodes("qvoiDecodeVLC_IntraDC_H263_1u16s", OnStream<qvoiDecodeVLC_IntraDC_H263_1u16s>::call, block),
+    decodes("qvoiDecodeVLCZigzag_Intra_H263_1u16s", OnStream<qvoiDecodeVLCZigzag_Intra_H263_1u16s>::call, block, one),
+    decodes("qvoiDecodeVLCZigzag_Inter_H263_1u16s", OnStream<qvoiDecodeVLCZigzag_Inter_H263_1u16s>::call, block, one),
+    decodes("qvoiDecodeVLCZigzag_IntraAIC_H263_1u16s", OnStream<qvoiDecodeVLCZigzag_IntraAIC_H263_1u16s>::call, block,
+            direction, one),
+    decodes("qvoiDecodeVLC_Intra_H263_1u16s", OnStream<qvoiDecodeVLC_Intra_H263_1u16s>::call, block, length, one),
+    decodes("qvoiDecodeVLC_Inter_H263_1u16s", OnStream<qvoiDecodeVLC_Inter_H263_1u16s>::call, block, length, one),
+    decodes("qvoiDecodeCoef_Intra_H263_1u16s", OnStream<qvoiDecodeCoef_Intra_H263_1u16s>::call, block, QP, one),
+    decodes("qvoiDecodeCoef_Inter_H263_1u16s", OnStream<qvoiDecodeCoef_Inter_H263_1u16s>::call, block, QP, one),
+    decodes("qvoiDecodeBlockCoef_Inter_H263_1u16s", OnStream<qvoiDecodeBlockCoef_Inter_H263_1u16s>::call, block, QP,
+            one),
+    decodes("qvoiDecodeBlockCoef_Intra_H263_1u8u", OnStream<qvoiDecodeBlockCoef_Intra_H263_1u8u>::call, pixels, step8,
+            QP, one),
+    decodes("qvoiDecodeBlockCoef_IntraDCOnly_H263_1u8u", OnStream<qvoiDecodeBlockCoef_IntraDCOnly_H263_1u8u>::call,
+            pixels, step8),
+    decodes("qvoiDecodeBlockCoef_IntraAIC_H263_1u8u", OnStream<qvoiDecodeBlockCoef_IntraAIC_H263_1u8u>::call, pixels,
+            step8, row, column, QP, direction, one, one),
+    calls("qvoiPredictReconCoefIntraAIC_H263_16s", qvoiPredictReconCoefIntraAIC_H263_16s, block, row, column, QP,
+          direction),
+    calls("qvoiQuantInvIntra_H263_16s_I", qvoiQuantInvIntra_H263_16s_I, any, QP),
+    calls("qvoiQuantInvInter_H263_16s_I", qvoiQuantInvInter_H263_16s_I, any, QP),
+    calls("qvoiQuantInvIntra_Compact_H263_16s_I", qvoiQuantInvIntra_Compact_H263_16s_I, any, Number{1, 64}, QP),
+    calls("qvoiQuantInvInter_Compact_H263_16s_I", qvoiQuantInvInter_Compact_H263_16s_I, any, Number{1, 64}, QP)};
+
+const Vectors few{4, 40}, near{1, 40};
+
+const DigestEntry vectors[] = {
+    decodes("qvoiDecodeMV_H263", OnStream<qvoiDecodeMV_H263>::call, few, few, few, few, Number{0, 2}, Number{0, 5}),
+    decodes("qvoiDecodeMVD_H263", OnStream<qvoiDecodeMVD_H263>::call, few, Number{0, 2}),
+    calls("qvoiFindMVpred_H263", qvoiFindMVpred_H263, few, few, few, few, few, Number{0, 3})};
+
+const Number step{64, 64};
+const Bytes plane{64 * 64, 0, 255, 64 * 24 + 24}, target{64 * 24, 0, 255};
+
+const DigestEntry prediction[] = {
+    calls("qvoiCopyBlockHalfpel_H263_8u", qvoiCopyBlockHalfpel_H263_8u, plane, step, target, step, near, one),
+    calls("qvoiCopyMBHalfpel_H263_8u", qvoiCopyMBHalfpel_H263_8u, plane, step, target, step, near, one),
+    calls("qvoiOBMCHalfpel_H263_8u", qvoiOBMCHalfpel_H263_8u, plane, step, target, step, near, near, near, near, near,
+          one),
+    calls("qvoiCopyBlockApprox_H263_8u", qvoiCopyBlockApprox_H263_8u, plane, step, target, step, near),
+    calls("qvoiCopyMBApprox_H263_8u", qvoiCopyMBApprox_H263_8u, plane, step, target, step, near),
+    calls("qvoiCopyMB_H263_8u_P3R", qvoiCopyMB_H263_8u_P3R, plane, plane, plane, step, step, target, target, target,
+          step, step),
+    calls("qvoiReconMB_H263_8u_P3R", qvoiReconMB_H263_8u_P3R, plane, plane, plane, step, step, Words{384, -300, 300},
+          Number{0, 63}, target, target, target, step, step)};
+
+const DigestEntry filters[] = {
+    calls("qvoiFilterDeblocking_HorEdge_H263_8u_I", qvoiFilterDeblocking_HorEdge_H263_8u_I, plane, step, QP),
+    calls("qvoiFilterDeblocking_VerEdge_H263_8u_I", qvoiFilterDeblocking_VerEdge_H263_8u_I, plane, step, QP),
+    calls("qvoiExpandFrame_H263_8u", qvoiExpandFrame_H263_8u, Bytes{64 * 64, 0, 255}, Number{8, 24}, Number{1, 24},
+          Number{8, 20}, step)};
 
 }  // namespace

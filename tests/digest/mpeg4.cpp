@@ -1,30 +1,9 @@
-// MPEG-4: vectors, motion compensation, padding, texture, inverse scans and post-filters; H.263.
+// MPEG-4: vectors, motion compensation, padding, texture, inverse scans and post-filters.
 #include "digest/digest.h"
 
 namespace {
 
 using namespace drawn;
-
-struct Vectors {
-    std::size_t count;
-    int range;
-    std::vector<QvoMotionVector> data = {};
-
-    QvoMotionVector* draw(Random& random) {
-        data.resize(count);
-        for (QvoMotionVector& v : data) {
-            v.dx = static_cast<Qvo16s>(random.range(-range, range));
-            v.dy = static_cast<Qvo16s>(random.range(-range, range));
-        }
-        return data.data();
-    }
-    void addTo(Digest& digest) const {
-        for (const QvoMotionVector v : data) {
-            digest.add(v.dx);
-            digest.add(v.dy);
-        }
-    }
-};
 
 const Bits bits;
 const Bytes flags{4, 0, 1};
@@ -135,8 +114,6 @@ const DigestEntry scans[] = {
     calls("qvoiZigzagInv_Horizontal_16s", qvoiZigzagInv_Horizontal_16s, levels, raster),
     calls("qvoiZigzagInv_Vertical_16s", qvoiZigzagInv_Vertical_16s, levels, raster)};
 
-const Bytes code{1, 77, 77};
-
 const DigestEntry filters[] = {
     calls("qvoiFilterDeblocking_HorEdge_MPEG4_8u_I", qvoiFilterDeblocking_HorEdge_MPEG4_8u_I, plane, step, QP,
           Number{0, 5}, Number{2, 8}),
@@ -145,18 +122,6 @@ const DigestEntry filters[] = {
     calls("qvoiFilterDeringingThresholdMB_MPEG4_8u", qvoiFilterDeringingThresholdMB_MPEG4_8u, plane, step, plane,
           step, plane, step, Memory<Qvo32s>{6, 0, 0}),
     calls("qvoiFilterDeringingSmoothBlock_MPEG4_8u", qvoiFilterDeringingSmoothBlock_MPEG4_8u, plane, step, target,
-          step, QP, Number{0, 255}),
-    calls("qvoiFilterDeblocking_HorEdge_H263_8u_I", qvoiFilterDeblocking_HorEdge_H263_8u_I, plane, step, QP),
-    calls("qvoiFilterDeblocking_VerEdge_H263_8u_I", qvoiFilterDeblocking_VerEdge_H263_8u_I, plane, step, QP),
-    calls("qvoiExpandFrame_H263_8u", qvoiExpandFrame_H263_8u, Bytes{64 * 64, 0, 255}, Number{8, 24}, Number{1, 24},
-          Number{8, 20}, step)};
-
-const DigestEntry headers[] = {
-    calls("qvoiUpdateQuant_MQ_H263_1u32s_I", OnStream<qvoiUpdateQuant_MQ_H263_1u32s_I>::call, bits, offset,
-          Memory<Qvo32s>{1, 1, 31}),
-    calls("qvoiDecodeMCBPCIntra_H263", OnStream<qvoiDecodeMCBPCIntra_H263>::call, bits, offset, code),
-    calls("qvoiDecodeMCBPCInter_H263", OnStream<qvoiDecodeMCBPCInter_H263>::call, bits, offset, code),
-    calls("qvoiDecodeCBPY_H263", OnStream<qvoiDecodeCBPY_H263>::call, bits, offset, code),
-    calls("qvoiDecodeMODB_H263", OnStream<qvoiDecodeMODB_H263>::call, bits, offset, code)};
+          step, QP, Number{0, 255})};
 
 }  // namespace
