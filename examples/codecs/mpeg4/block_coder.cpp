@@ -1,8 +1,8 @@
 #include "mpeg4/block_coder.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
+#include <limits>
 
 namespace codecs::mpeg4 {
 
@@ -15,14 +15,13 @@ constexpr bool isChroma(int block) {
     return block == 4 || block == 5;
 }
 
-// Length of the code of an event of an inter block (table B-17) with its sign; escapes count as the longest.
-int eventBits(bool last, int run, int level) {
-    constexpr int longest = 30;
-    const Qvo8u* const most = last ? _qvoIfLastNumOfLevelAtRun : _qvoIfNotLastNumOfLevelAtRun;
-    const Qvo8u* const sums = last ? _qvoIfLastNumOfLevelAtRunadd : _qvoIfNotLastNumOfLevelAtRunadd;
-    if (run >= (last ? 41 : 27) || level > most[run]) return longest;
-    return _qvoVleTable[(last ? 57 : -1) + (run > 0 ? sums[run - 1] : 0) + level][1] + 1;
-}
+// What a bit is worth in squared errors, for a quantiser of 1.
+constexpr float lambdaFactor = 0.85F;
+
+constexpr float patternBits = 2;  // what a block costs in the macroblock's header
+
+// A level is chosen knowing the levels before it as far as this many candidates back.
+constexpr int reach = 6;
 
 }  // namespace
 
@@ -32,6 +31,30 @@ BlockCoder::Method::Method(const Qvo8u* weights) : matrix(weights) {
         record[i + 64] = 0x200000 / weights[i];
         factors[i] = 1.0F / static_cast<float>(weights[i]);
     }
+}
+
+// Writes each event, behind a level of 1 if it is not the first nor the last.
+BlockCoder::EventBits BlockCoder::measureEvents() {
+    EventBits all;
+    const auto bitsOf = [](const Levels& levels) {
+        std::array<Qvo8u, 64> bytes;
+        Qvo8u* byte = bytes.data();
+        Qvo32s offset = 0;
+        qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u(&byte, &offset, levels.data(), 1);
+        return 8 * static_cast<int>(byte - bytes.data()) + offset;
+    };
+    Levels lastOne;
+    lastOne.at[0] = 1;
+    const int lastOneBits = bitsOf(lastOne);
+    for (std::size_t run = 0; run < 64; ++run)
+        for (std::size_t level = 0; level < 32; ++level) {
+            Levels levels;
+            levels.at[ZigzagC[run]] = static_cast<Qvo16s>(level);
+            all[1][run][level] = static_cast<Qvo8u>(bitsOf(levels));
+            if (run < 63) levels.at[ZigzagC[run + 1]] = 1;
+            all[0][run][level] = static_cast<Qvo8u>(bitsOf(levels) - (run < 63 ? lastOneBits : 0));
+        }
+    return all;
 }
 
 BlockCoder::BlockCoder(const Layer& layer)
@@ -84,48 +107,89 @@ bool BlockCoder::codeInter(const Levels& residual, Levels& levels) const {
     qvoiDCT8x8Fwd_16s_C1(residual.data(), coefficients.data());
     levels = coefficients;
     quantiseInter(levels);
-    return prune(coefficients, levels);
+    return choose(coefficients, levels);
 }
 
-// Takes levels of 1 off the end of the block, then all of it, as long as the bits saved outweigh the error. The transform
-// being orthonormal, errors are those of the samples.
-bool BlockCoder::prune(const Levels& coefficients, Levels& levels) const {
-    struct Event {
-        int index;
-        int run;
-        int level;
-        double gain;  // squared error that the level saves
+// The magnitude that a decoder makes of a level other than 0.
+int BlockCoder::reconstructed(int level, std::size_t index) const {
+    const int q = quantiser_;
+    if (inter_.matrix != nullptr) return std::min((2 * level + 1) * inter_.matrix[index] * q >> 4, 2047);
+    return std::min(2 * q * level + q - (q % 2 == 0), 2047);
+}
+
+// Chooses between the levels of the quantiser and those beside them: the way through the block whose squared error and
+// bits together are lowest. The transform being orthonormal, errors are those of the samples. False if it is cheaper to
+// leave out the block.
+bool BlockCoder::choose(const Levels& coefficients, Levels& levels) const {
+    struct Candidate {
+        int position = -1;  // in the scan
+        std::array<int, 2> levels = {};
+        std::array<float, 2> errors = {};  // compared with a level of 0, so that they are negative
+        int before = 0;                    // on the best way that ends here
+        int choice = 0;
+        float cost = 0;
     };
-    std::array<Event, 64> events;
-    int count = 0;
-    int run = 0;
-    Levels rebuilt = levels;
-    qvoiQuantInvInter_MPEG4_16s_I(rebuilt.data(), quantiser_, inter_.matrix);
+    std::array<Candidate, 65> candidates;  // the first stands for the beginning
+    const float lambda = lambdaFactor * static_cast<float>(quantiser_ * quantiser_);
+    int count = 1;
+    int best = 0, bestBefore = 0, bestChoice = 0;
+    float bestCost = 0;
     for (int position = 0; position < 64; ++position) {
         const std::size_t i = ZigzagC[position];
-        if (levels.at[i] == 0) {
-            ++run;
-            continue;
+        const int size = std::abs(coefficients.at[i]);
+        if (levels.at[i] == 0 && size < reconstructed(1, i) * 2 / 3) continue;
+        Candidate& candidate = candidates[static_cast<std::size_t>(count)];
+        candidate = {};
+        candidate.position = position;
+        // The next level up too where it is nearer than the one below.
+        const int quantised = std::abs(levels.at[i]);
+        const bool up = std::abs(size - reconstructed(quantised + 1, i)) <
+                        (quantised == 0 ? size : std::abs(size - reconstructed(quantised, i)));
+        const int largest = quantised + (up || quantised == 0);
+        for (int k = 0; k < 2; ++k) {
+            const int level = largest - k, rebuilt = reconstructed(level, i);
+            candidate.levels[static_cast<std::size_t>(k)] = level;
+            candidate.errors[static_cast<std::size_t>(k)] =
+                static_cast<float>((size - rebuilt) * (size - rebuilt) - size * size);
         }
-        const int c = coefficients.at[i], error = c - rebuilt.at[i];
-        events[static_cast<std::size_t>(count++)] = {static_cast<int>(i), run, std::abs(levels.at[i]),
-                                                     static_cast<double>(c * c - error * error)};
-        run = 0;
+        candidate.cost = std::numeric_limits<float>::max();
+        for (int before = std::max(0, count - reach); before < count; ++before) {
+            const Candidate& from = candidates[static_cast<std::size_t>(before)];
+            const auto run = static_cast<std::size_t>(position - from.position - 1);
+            for (std::size_t k = 0; k < 2; ++k) {
+                const auto level = static_cast<std::size_t>(std::min(candidate.levels[k], 31));
+                if (level == 0) continue;
+                const float cost = from.cost + candidate.errors[k];
+                const float open = cost + lambda * eventBits_[0][run][level];
+                if (open < candidate.cost) {
+                    candidate.cost = open;
+                    candidate.before = before;
+                    candidate.choice = static_cast<int>(k);
+                }
+                const float closed = cost + lambda * (patternBits + eventBits_[1][run][level]);
+                if (closed < bestCost) {
+                    bestCost = closed;
+                    best = count;
+                    bestBefore = before;
+                    bestChoice = static_cast<int>(k);
+                }
+            }
+        }
+        ++count;
     }
-    const auto event = [&](int i) -> const Event& { return events[static_cast<std::size_t>(i)]; };
-    const auto bitsOf = [&](int i, bool last) { return eventBits(last, event(i).run, event(i).level); };
-    while (count > 1 && event(count - 1).level == 1) {
-        const int saved = bitsOf(count - 1, true) + bitsOf(count - 2, false) - bitsOf(count - 2, true);
-        if (event(count - 1).gain >= lambda() * saved) break;
-        levels.at[static_cast<std::size_t>(event(--count).index)] = 0;
-    }
-    double gain = 0;
-    int bits = 2;  // for the block's place in the pattern
-    for (int i = 0; i < count; ++i) {
-        gain += event(i).gain;
-        bits += bitsOf(i, i == count - 1);
-    }
-    return gain > lambda() * bits;
+    if (best == 0) return false;
+
+    levels = {};
+    const auto set = [&](int at, int choice) {
+        const Candidate& candidate = candidates[static_cast<std::size_t>(at)];
+        const std::size_t i = ZigzagC[candidate.position];
+        const int level = candidate.levels[static_cast<std::size_t>(choice)];
+        levels.at[i] = static_cast<Qvo16s>(coefficients.at[i] < 0 ? -level : level);
+    };
+    set(best, bestChoice);
+    for (int at = bestBefore; at > 0; at = candidates[static_cast<std::size_t>(at)].before)
+        set(at, candidates[static_cast<std::size_t>(at)].choice);
+    return true;
 }
 
 }  // namespace codecs::mpeg4

@@ -34,14 +34,12 @@ class BlockCoder {
     // A residual whose magnitudes add up to less than this has no levels.
     int smallestSum() const { return 8 * quantiser_; }
 
-    // The weight of a bit against a squared error.
-    double lambda() const { return 0.85 * quantiser_ * quantiser_; }
-
     int dcScaler(int block) const;
 
   private:
     void quantiseInter(Levels& levels) const;
-    bool prune(const Levels& coefficients, Levels& levels) const;
+    int reconstructed(int level, std::size_t index) const;
+    bool choose(const Levels& coefficients, Levels& levels) const;
 
     // The integer quantisers take weights and 2^21 / weight, the others 1 / weight.
     using Record = std::array<Qvo32s, 128>;
@@ -55,9 +53,14 @@ class BlockCoder {
         const Qvo32s* recordOrNull() const { return matrix != nullptr ? record.data() : nullptr; }
     };
 
+    // Lengths of the codes of inter events by last, run and level; levels beyond have the longest escape.
+    using EventBits = std::array<std::array<std::array<Qvo8u, 32>, 64>, 2>;
+    static EventBits measureEvents();
+
     int quantiser_ = 1;
     Method intra_;
     Method inter_;
+    EventBits eventBits_ = measureEvents();
 };
 
 }  // namespace codecs::mpeg4
