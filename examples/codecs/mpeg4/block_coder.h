@@ -31,8 +31,8 @@ class BlockCoder {
     // Levels of a residual; false if none is worth its bits.
     bool codeInter(const Levels& residual, Levels& levels) const;
 
-    // A residual whose magnitudes add up to less than this has no levels.
-    int smallestSum() const { return 8 * quantiser_; }
+    // A residual whose magnitudes add up to less than this has no levels that are worth their bits.
+    int smallestSum() const { return 20 * quantiser_; }
 
     int dcScaler(int block) const;
 

@@ -24,7 +24,7 @@ constexpr std::array<int (*)(int), 8> componentBitsOf = {nullptr,          compo
 
 // What four vectors cost besides their own bits, and what a vector of zero saves where nothing else is coded.
 constexpr int fourVectorBits = 4;
-constexpr int zeroVectorBits = 3;
+constexpr int zeroVectorBits = 6;
 
 // Of the half-sample position.
 Qvo32s mcType(QvoMotionVector v) {

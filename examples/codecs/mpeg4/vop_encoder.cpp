@@ -14,7 +14,8 @@ namespace {
 constexpr std::size_t macroblockBytes = 6 * 64 * 4 + 64;
 
 // Sums of absolute differences favour intra coding, which takes more bits than they say.
-constexpr int intraPenalty = 500;
+constexpr int intraPenalty = 300;
+constexpr int intraPenaltyBits = 30;  // counted like those of vectors, with the quantiser
 
 bool isZero(const Vectors& vectors) {
     return std::all_of(vectors.begin(), vectors.end(), [](QvoMotionVector v) { return v.dx == 0 && v.dy == 0; });
@@ -92,10 +93,11 @@ void VopEncoder::encodeMacroblock() {
 }
 
 bool VopEncoder::isBetterIntra(const MotionChoice& motion) {
-    if (motion.sum < intraPenalty) return false;
+    const int penalty = intraPenalty + intraPenaltyBits * vop_.quantiser;
+    if (motion.sum < penalty) return false;
     Qvo32s deviation;
     qvoiMeanAbsDev16x16_8u32s_C1R(sourceBlock(0), sourceStep(0), &deviation);
-    return deviation + intraPenalty < motion.sum;
+    return deviation + penalty < motion.sum;
 }
 
 void VopEncoder::codeIntra() {
