@@ -11,7 +11,7 @@ namespace codecs::mpeg2 {
 namespace {
 
 // How far back a chain of coefficients looks for the one before; runs of more dropped ones are not worth the search.
-constexpr int maxDropped = 6;
+constexpr std::size_t maxDropped = 6;
 
 constexpr Cost square(int value) {
     return static_cast<Cost>(value) * static_cast<Cost>(value);
@@ -84,63 +84,60 @@ void BlockCoder::transformResidual(const Block& residual, Cost energy, Block& co
 // coefficient costs depends on the one before it through the run between them. Follows the best chain up to each
 // coefficient (a shortest path), then takes the best end. The cost is relative to that of dropping everything.
 Cost BlockCoder::chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const {
-    struct Link {
-        int index;  // in the scan
-        Cost cost;  // of the chain up to here, against dropping everything
-        int level = 0;
-        int previous = -1;
-    };
     const CoefficientLengths& lengths = writeTables().lengths[intra && header_->intraVlcFormat ? 1 : 0];
-    const Matrix& weights = intra ? defaultIntraMatrix : defaultNonIntraMatrix;
-    const int signTerm = intra ? 0 : 1;
-
     std::array<Link, 65> chain;
-    chain[0] = {intra ? 0 : -1, 0};
-    int links = 1;
-    for (int i = chain[0].index + 1; count > 0; ++i) {
+    chain[0].index = intra ? 0 : -1;
+    std::size_t links = 1;
+    for (int i = chain[0].index + 1; links <= count; ++i) {
         const auto position = static_cast<std::size_t>(scan_[i]);
         if (levels[position] == 0) continue;
-        --count;
-        const int level = std::abs(levels[position]);
-        const int magnitude = std::abs(coefficients[position]);
-        Link best = {i, std::numeric_limits<Cost>::max()};
-        for (int candidate = level; candidate > 0 && candidate >= level - 1; --candidate) {
-            const int rebuilt = (2 * candidate + signTerm) * weights[position] * scale_ / 32;
-            const Cost error = square(magnitude - rebuilt) - square(magnitude);
-            for (int j = std::max(0, links - 1 - maxDropped); j < links; ++j) {
-                const Link& before = chain[static_cast<std::size_t>(j)];
-                int bits = lengths(i - before.index - 1, candidate);
-                if (i == 0 && candidate == 1) bits = 2;  // the short first code
-                const Cost cost = before.cost + error + lambda_ * static_cast<Cost>(bits);
-                if (cost < best.cost) best = {i, cost, candidate, j};
-            }
-        }
-        chain[static_cast<std::size_t>(links++)] = best;
+        chain[links] = cheapestLink({chain.data(), links}, i, std::abs(coefficients[position]),
+                                    std::abs(levels[position]), intra, lengths);
+        ++links;
     }
 
     const Cost end = lambda_ * static_cast<Cost>(lengths.endOfBlock);
-    int last = 0;
     // A non-intra block without coefficients has no end of block either.
     Cost lowest = intra ? end : 0;
-    for (int j = 1; j < links; ++j) {
-        const Cost cost = chain[static_cast<std::size_t>(j)].cost + end;
-        if (cost < lowest) {
-            lowest = cost;
-            last = j;
-        }
+    std::size_t last = 0;
+    for (std::size_t j = 1; j < links; ++j) {
+        const Cost cost = chain[j].cost + end;
+        if (cost >= lowest) continue;
+        lowest = cost;
+        last = j;
     }
-    for (int j = links - 1; j > 0; --j) {
-        const Link& link = chain[static_cast<std::size_t>(j)];
-        Qvo16s& level = levels[static_cast<std::size_t>(scan_[link.index])];
+    count = 0;
+    for (std::size_t j = links - 1; j > 0; --j) {
+        Qvo16s& level = levels[static_cast<std::size_t>(scan_[chain[j].index])];
         if (j != last) {
             level = 0;
             continue;
         }
-        level = static_cast<Qvo16s>(level < 0 ? -link.level : link.level);
+        level = static_cast<Qvo16s>(level < 0 ? -chain[j].level : chain[j].level);
+        last = chain[j].previous;
         ++count;
-        last = link.previous;
     }
     return lowest;
+}
+
+// The cheapest way to go on to the coefficient at scan index i from one of those before.
+BlockCoder::Link BlockCoder::cheapestLink(std::span<const Link> before, int i, int magnitude, int level, bool intra,
+                                          const CoefficientLengths& lengths) const {
+    const Matrix& weights = intra ? defaultIntraMatrix : defaultNonIntraMatrix;
+    const int weight = weights[static_cast<std::size_t>(scan_[i])];
+    const std::size_t first = before.size() > maxDropped ? before.size() - 1 - maxDropped : 0;
+    Link best = {i, std::numeric_limits<Cost>::max()};
+    for (int candidate = level; candidate > 0 && candidate >= level - 1; --candidate) {
+        const int rebuilt = (2 * candidate + (intra ? 0 : 1)) * weight * scale_ / 32;
+        const Cost error = square(magnitude - rebuilt) - square(magnitude);
+        for (std::size_t j = first; j < before.size(); ++j) {
+            int bits = lengths(i - before[j].index - 1, candidate);
+            if (i == 0 && candidate == 1) bits = 2;  // the short first code
+            const Cost cost = before[j].cost + error + lambda_ * static_cast<Cost>(bits);
+            if (cost < best.cost) best = {i, cost, candidate, j};
+        }
+    }
+    return best;
 }
 
 // Lays the levels out as the inverse transform takes them; returns the scan index of the last one.

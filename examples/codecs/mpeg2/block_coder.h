@@ -3,6 +3,7 @@
 #define QVOVC_EXAMPLES_MPEG2_BLOCK_CODER_H
 
 #include <array>
+#include <span>
 
 #include "mpeg2/headers.h"
 
@@ -34,6 +35,16 @@ class BlockCoder {
     void reconstructNonIntra(const Block& levels, Qvo16s* out, Qvo32s step) const;
 
   private:
+    // A coefficient in a chain of those that are coded.
+    struct Link {
+        int index = 0;  // in the scan
+        Cost cost = 0;  // of the chain up to here, against dropping everything
+        int level = 0;
+        std::size_t previous = 0;
+    };
+
+    Link cheapestLink(std::span<const Link> before, int i, int magnitude, int level, bool intra,
+                      const CoefficientLengths& lengths) const;
     Cost chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const;
     void transformResidual(const Block& residual, Cost energy, Block& coefficients) const;
     int transposeLevels(const Block& levels, Block& block) const;
