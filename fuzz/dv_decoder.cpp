@@ -43,7 +43,7 @@ std::vector<std::uint8_t> compose(const std::uint8_t* data, std::size_t size) {
     std::vector<std::uint8_t> stream;
     const unsigned kind = in.next();
     unsigned number = 0;
-    for (int i = 0; i < 26; ++i) {
+    for (int i = 0; i < 16; ++i) {
         const unsigned action = in.next();
         auto sequence = makeSequence(number, kind, data, size);
         if (action % 8 == 1) sequence.resize(in.next() * 47);
