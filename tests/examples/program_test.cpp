@@ -207,4 +207,72 @@ TEST(Program, HandlesQuarterChrominance) {
         EXPECT_GT(ours.psnr(theirs, i), 38);
 }
 
+std::string pictures() {
+    return ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -frames:v 5 -pix_fmt yuv420p", ".y4m");
+}
+
+TEST(Program, EncodesFromAnywhere) {
+    const std::string out = workPath("a.264"), recon = workPath("recon.y4m");
+    const Ran ran = qvo("encode " + pictures() + " -c h264 -q 20 --frames 4 --stats --recon " + recon + " -o " + out);
+    ASSERT_EQ(ran.code, 0) << ran.err;
+    const std::string bits = "bits: " + std::to_string(8 * fs::file_size(out)) + "\n";
+    for (const char* words : {"frames: 4\n", bits.c_str(), "kbit/s: ", "PSNR Y: ", "frames/s: ", "motion search: "})
+        EXPECT_NE(ran.err.find(words), std::string::npos) << words << " in " << ran.err;
+    ASSERT_EQ(qvo("decode " + out + " -o -").code, 0);
+    EXPECT_EQ(readFile(workPath("stdout")), readFile(recon));
+
+    // The same stream through pipes, and from what others decode.
+    ASSERT_EQ(qvo("encode - -c h264 -q 20 --frames 4 -o - < " + pictures()).code, 0);
+    EXPECT_EQ(readFile(workPath("stdout")), readFile(out));
+    if (!QVO_CONTAINERS) return;
+    const std::string lossless = ffmpeg("-i " + pictures() + " -c:v ffv1", ".mkv"), again = workPath("again.264");
+    ASSERT_EQ(qvo("encode " + lossless + " -c h264 -q 20 --frames 4 -o " + again).code, 0);
+    EXPECT_EQ(readFile(again), readFile(out));
+}
+
+TEST(Program, RefusesToEncode) {
+    const std::string out = workPath("out.264"), usual = " -c h264 -q 20 -o " + out;
+    std::ofstream(out) << "precious";
+    fs::remove(workPath("stdout"));
+    const std::size_t before = filesIn(workPath(""));
+    const auto refuses = [](const std::string& arguments, const std::string& words) {
+        SCOPED_TRACE(arguments);
+        expectFailure(qvo("encode " + arguments), words);
+    };
+    refuses(workPath("missing") + usual, "No such file");
+    const std::string text = workPath("text");
+    std::ofstream(text) << "no pictures";
+    refuses(text + usual, text);
+    std::ofstream(text) << "YUV4MPEG2 W64 H48 F25:1 C422\nFRAME\n";
+    refuses(text + usual, "4:2:0");
+    std::ofstream(text) << "YUV4MPEG2 W64 F25:1\nFRAME\n";
+    refuses(text + usual, "picture size");
+    std::ofstream(text) << "YUV4MPEG2 W999999 H999999 F25:1\nFRAME\n";
+    refuses(text + usual, "too large");
+    std::ofstream(text) << "YUV4MPEG2 W64 H48 F25:1\nFRAME\nand no more";
+    refuses(text + usual, "no whole picture");
+    const std::string rgb = ffmpeg("-f lavfi -i testsrc2=s=64x48:d=0.1 -pix_fmt rgb24 -c:v ffv1", ".mkv");
+    refuses(rgb + usual, QVO_CONTAINERS ? "not 8-bit 4:2:0" : "libavformat");
+
+    const std::string with = pictures() + " -o " + out;
+    refuses(with + " -c h264", "-q or -b");
+    refuses(with + " -c h264 -q 20 -b 100", "-q");
+    refuses(with + " -c h264 -q 52", "between 1 and 51");
+    refuses(with + " -c h264 -q 20 -B 2", "B pictures");
+    refuses(with + " -c h264 -q 0", "-q");
+    refuses(with + " -c h264 -b 0", "-b");
+    refuses(with + " -c nonsense -q 20", "nonsense");
+    refuses(with + " -q 20", "codec");
+    refuses(pictures() + " -c h264 -q 20", "-o");
+    refuses(pictures() + " -c h264 -q 20 -o " + pictures(), "input itself");
+    refuses(with + " -c h264 -q 20 --recon " + out, "reconstruction");
+    refuses(with + " -c h264 -q 20 --recon " + workPath("missing/r.y4m"), "r.y4m");
+    refuses(pictures() + " -c h264 -q 20 -o " + workPath("missing/a.264"), "a.264");
+    refuses(pictures() + " -c h264 -q 20 -o /dev/full", "No space");
+
+    const auto kept = readFile(out);
+    EXPECT_EQ(std::string(kept.begin(), kept.end()), "precious");
+    EXPECT_LE(filesIn(workPath("")), before + 3) << "only the text and what the program printed were added";
+}
+
 }  // namespace
