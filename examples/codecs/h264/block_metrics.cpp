@@ -1,5 +1,6 @@
 #include "h264/block_metrics.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 
@@ -7,35 +8,46 @@ namespace codecs::h264 {
 
 namespace {
 
-int transformed4x4(const Qvo8u* a, Qvo32s stepA, const Qvo8u* b, Qvo32s stepB) {
-    int rows[4][4];
-    for (auto& row : rows) {
-        const int d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2], d3 = a[3] - b[3];
-        const int s0 = d0 + d1, s1 = d0 - d1, s2 = d2 + d3, s3 = d2 - d3;
-        row[0] = s0 + s2;
-        row[1] = s1 + s3;
-        row[2] = s0 - s2;
-        row[3] = s1 - s3;
-        a += stepA;
-        b += stepB;
+// The columns of all 4x4 blocks are transformed first. Then half of |p + q| + |p - q| is the larger magnitude of the two,
+// which spares the last stage for the rows.
+template <int width, int height>
+int transformed(const Qvo8u* a, Qvo32s stepA, const Qvo8u* b, Qvo32s stepB) {
+    Qvo16s columns[width * height];
+    for (int y = 0; y < height; y += 4) {
+        const auto difference = [&](int x, std::ptrdiff_t row) {
+            return static_cast<Qvo16s>(a[row * stepA + x] - b[row * stepB + x]);
+        };
+        Qvo16s* const to = columns + y * width;
+        for (int x = 0; x < width; ++x) {
+            const int d0 = difference(x, 0), d1 = difference(x, 1), d2 = difference(x, 2), d3 = difference(x, 3);
+            const int s0 = d0 + d1, s1 = d0 - d1, s2 = d2 + d3, s3 = d2 - d3;
+            to[x] = static_cast<Qvo16s>(s0 + s2);
+            to[width + x] = static_cast<Qvo16s>(s1 + s3);
+            to[2 * width + x] = static_cast<Qvo16s>(s0 - s2);
+            to[3 * width + x] = static_cast<Qvo16s>(s1 - s3);
+        }
+        a += std::ptrdiff_t{4} * stepA;
+        b += std::ptrdiff_t{4} * stepB;
     }
+    const auto larger = [](int p, int q) {
+        return static_cast<Qvo16s>(std::max(static_cast<Qvo16s>(std::abs(p)), static_cast<Qvo16s>(std::abs(q))));
+    };
     int sum = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        const int s0 = rows[0][i] + rows[1][i], s1 = rows[0][i] - rows[1][i];
-        const int s2 = rows[2][i] + rows[3][i], s3 = rows[2][i] - rows[3][i];
-        sum += std::abs(s0 + s2) + std::abs(s1 + s3) + std::abs(s0 - s2) + std::abs(s1 - s3);
+    for (int i = 0; i < width * height / 4; ++i) {
+        const Qvo16s* const row = columns + 4 * i;
+        sum += larger(row[0] + row[1], row[2] + row[3]) + larger(row[0] - row[1], row[2] - row[3]);
     }
-    return sum / 2;
+    return sum;
 }
 
 }  // namespace
 
 int transformedDifference(const Qvo8u* a, Qvo32s stepA, const Qvo8u* b, Qvo32s stepB, int width, int height) {
-    int sum = 0;
-    for (std::ptrdiff_t y = 0; y < height; y += 4)
-        for (int x = 0; x < width; x += 4)
-            sum += transformed4x4(a + y * stepA + x, stepA, b + y * stepB + x, stepB);
-    return sum;
+    if (width == 16)
+        return height == 16 ? transformed<16, 16>(a, stepA, b, stepB) : transformed<16, 8>(a, stepA, b, stepB);
+    if (width == 8)
+        return height == 16 ? transformed<8, 16>(a, stepA, b, stepB) : transformed<8, 8>(a, stepA, b, stepB);
+    return transformed<4, 4>(a, stepA, b, stepB);
 }
 
 int squaredDifference(const Qvo8u* a, Qvo32s stepA, const Qvo8u* b, Qvo32s stepB, int width, int height) {

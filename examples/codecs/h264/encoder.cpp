@@ -26,8 +26,8 @@ constexpr std::size_t headerBytes = 256;  // more than any header has
 constexpr int usualKeyInterval = 250;
 
 // All others depend on the intra picture, so that it is coded more finely.
-constexpr int intraQpOffset = -3;
-constexpr double intraStepFactor = 0.7071;  // the same as a factor
+constexpr int intraQpOffset = -2;
+constexpr double intraStepFactor = 0.7937;  // the same as a factor of the step
 
 // The step doubles every 6 (8.5.9).
 double stepOf(int qp) {

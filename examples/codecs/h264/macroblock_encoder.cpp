@@ -67,7 +67,8 @@ void MacroblockEncoder::encode(PictureContext& context, const SliceContext& slic
     intraSlice_ = slice.header.type == SliceType::i;
     skipRun_ = 0;
     const int qp = slice.header.qp;
-    lambda_ = 0.85 * std::exp2((qp - 12) / 3.0);
+    // About half of what pays within one picture: others are predicted from it.
+    lambda_ = 0.4 * std::exp2((qp - 12) / 3.0);
     lambdaRoot_ = std::sqrt(lambda_);
     residual_.setQuantiser(qp, lambda_);
     motion_.begin(context, slice);
