@@ -179,6 +179,12 @@ TEST(H264Encoder, RefusesWhatItCannotDo) {
     settings.bPictures = 1;
     refuses(settings);
     settings.bPictures = 0;
+    settings.matrixQuantiser = true;
+    refuses(settings);
+    settings.matrixQuantiser = false;
+    settings.packetBits = 1000;
+    refuses(settings);
+    settings.packetBits = 0;
     settings.width = 17000;  // more macroblocks in a row than the highest level has
     refuses(settings);
     settings.width = 64;

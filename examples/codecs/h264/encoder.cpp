@@ -40,6 +40,8 @@ int qpOf(double step) {
 EncoderSettings checked(EncoderSettings settings) {
     if (settings.quantiser > largestQp) throw UnsupportedSettings("its quantiser lies between 1 and 51");
     if (settings.bPictures > 0) throw UnsupportedSettings("there are no B pictures in Constrained Baseline");
+    if (settings.packetBits > 0) throw UnsupportedSettings("its pictures are one slice each; there are no packets");
+    if (settings.matrixQuantiser) throw UnsupportedSettings("there are no matrices in Constrained Baseline");
     if (settings.keyInterval == 0) settings.keyInterval = usualKeyInterval;
     return settings;
 }
