@@ -171,21 +171,40 @@ void Quant(benchmark::State& state) {
 BENCHMARK(Quant<qvoiQuantIntra_MPEG2_16s_C1I>)->Name("QuantMPEG2/intra")->Arg(8)->Arg(10);
 BENCHMARK(Quant<qvoiQuant_MPEG2_16s_C1I>)->Name("QuantMPEG2/non-intra")->Arg(8)->Arg(10);
 
-void PutNonIntraBlock(benchmark::State& state) {
+// Calls put(word, bitsLeft, block, table, count) for a block of that many coefficients.
+template <class F>
+void runWriter(benchmark::State& state, F put) {
     QvoRLEncodeTable* table = nullptr;
     qvoiCreateRLEncodeTable(pairList(tableB14).data(), &table);
     const int coefficients = static_cast<int>(state.range(0));
     Qvo16s block[64] = {};
     for (int i = 0; i < coefficients; ++i)
-        block[zigzag[i * 48 / coefficients]] = static_cast<Qvo16s>(i % 3 - 4);
+        block[zigzag[1 + i * 48 / coefficients]] = static_cast<Qvo16s>(i % 3 - 4);
     Qvo32u words[64];
     for (auto _ : state) {
         Qvo32u* word = words;
         Qvo32u bitsLeft = 32;
-        qvoiPutNonIntraBlock(&word, &bitsLeft, block, table, zigzag, static_cast<Qvo32u>(coefficients));
+        put(&word, &bitsLeft, block, table, static_cast<Qvo32u>(coefficients));
         benchmark::ClobberMemory();
     }
     qvoiFreeRLEncodeTable(&table);
+}
+
+void PutIntraBlock(benchmark::State& state) {
+    const std::vector<Qvo32s> sizes = sizeList(tableB12);
+    Qvo16s prediction = 100;
+    runWriter(state,
+              [&](Qvo32u** word, Qvo32u* bitsLeft, Qvo16s* block, const QvoRLEncodeTable* table, Qvo32u count) {
+                  block[0] = static_cast<Qvo16s>(226 - prediction);
+                  qvoiPutIntraBlock(word, bitsLeft, block, &prediction, sizes.data(), table, zigzag, count);
+              });
+}
+BENCHMARK(PutIntraBlock)->Name("PutBlockMPEG2/intra")->Arg(3)->Arg(8)->Arg(30);
+
+void PutNonIntraBlock(benchmark::State& state) {
+    runWriter(state, [](Qvo32u** word, Qvo32u* bitsLeft, Qvo16s* block, const QvoRLEncodeTable* table, Qvo32u count) {
+        qvoiPutNonIntraBlock(word, bitsLeft, block, table, zigzag, count);
+    });
 }
 BENCHMARK(PutNonIntraBlock)->Name("PutBlockMPEG2/non-intra")->Arg(3)->Arg(8)->Arg(30);
 
