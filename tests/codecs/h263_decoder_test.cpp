@@ -240,13 +240,13 @@ TEST(H263Decoder, GroupsOfBlocks) {
 
 TEST(H263Decoder, SlicesInAnyOrderAndAdvancedIntra) {
     Stream stream;
-    stream.picture(Extended{.annexes = "0001010000", .behind = "01", .firstSlice = "1 000000 1"});
-    // Predicted from both sides. The first block has the level 10, 1024 + 2 * 8 * 10 made odd: samples of 148. What is not
-    // coded follows it.
-    const std::string uncoded = "1 0 0011";
-    stream.bits("1 0 00010 000001011111 0");
-    for (int i = 1; i < 3; ++i)
-        stream.bits(uncoded);
+    stream.picture(Extended{.annexes = "0001010000", .behind = "01", .firstSlice = "1 000011 1"});
+    // Predicted from both sides. The first block of macroblock 0 has the level 10, 1024 + 2 * 8 * 10 made odd: samples of
+    // 148. What is not coded follows it, within its slice.
+    const auto uncoded = [&](int count) {
+        for (int i = 0; i < count; ++i)
+            stream.bits("1 0 0011");
+    };
     const auto slice = [&](int address) {
         stream.put(1, 17);
         stream.bits("1");
@@ -254,12 +254,12 @@ TEST(H263Decoder, SlicesInAnyOrderAndAdvancedIntra) {
         stream.put(8, 5);
         stream.bits("1 00");
     };
+    uncoded(20 - 3);
     slice(20);
-    for (int i = 20; i < columns * rows; ++i)
-        stream.bits(uncoded);
-    slice(3);
-    for (int i = 3; i < 20; ++i)
-        stream.bits(uncoded);
+    uncoded(columns * rows - 20);
+    slice(0);
+    stream.bits("1 0 00010 000001011111 0");
+    uncoded(2);
     const Decoded decoded = decode(stream.bytes());
     ASSERT_EQ(decoded.pictures.size(), 1u);
     EXPECT_EQ(decoded.damage.concealedMacroblocks, 0);

@@ -158,7 +158,7 @@ PictureHeader readPicture(BitReader& bits, const Format& before) {
     if (picture.format.slices) {
         // The first slice has less of a header: its address between two ones.
         expectBits(bits, 1, 1);
-        if (readAddress(bits, picture.format) != 0) throw Damage{};
+        picture.macroblock = readAddress(bits, picture.format);
         expectBits(bits, 1, 1);
     }
     if (bits.pastEnd()) throw Damage{};
@@ -186,12 +186,12 @@ SegmentHeader readSegment(BitReader& bits, const Format& format) {
         bits.skip(2);  // frame id
     } else {
         const int group = bits.getInt(5);
+        if (group == 0) throw Damage{};
         bits.skip(2);  // frame id
         segment.macroblock = group * groupRows(format.height) * format.macroblockWidth();
         segment.quantiser = bits.getInt(5);
     }
-    const bool plausible = segment.macroblock > 0 && segment.macroblock < format.macroblockCount();
-    if (!plausible || segment.quantiser == 0 || bits.pastEnd()) throw Damage{};
+    if (segment.macroblock >= format.macroblockCount() || segment.quantiser == 0 || bits.pastEnd()) throw Damage{};
     return segment;
 }
 

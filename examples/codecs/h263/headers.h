@@ -37,6 +37,8 @@ struct PictureHeader {
     Format format;
     bool intra = false;
     int rounding = 0;
+    // Of the first segment.
+    int macroblock = 0;
     int quantiser = 0;
 };
 

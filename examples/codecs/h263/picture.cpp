@@ -61,11 +61,12 @@ void PictureDecoder::decode(const PictureContext& picture, BitReader bits) {
     width_ = format.macroblockWidth();
     count_ = format.macroblockCount();
     states_.assign(static_cast<std::size_t>(count_), MacroblockState::missing);
+    segments_.resize(static_cast<std::size_t>(count_));
     vectors_.resize(static_cast<std::size_t>(count_));
     coefRow_.resize(static_cast<std::size_t>(4 * width_));
     std::fill(picture.target->quantisers.begin(), picture.target->quantisers.end(), Qvo8u{0});
 
-    beginSegment({0, picture.header.quantiser});
+    beginSegment({picture.header.macroblock, picture.header.quantiser});
     bool damaged;
     do {
         damaged = false;
@@ -117,6 +118,7 @@ bool PictureDecoder::nextSegment(bool damaged) {
 }
 
 void PictureDecoder::beginSegment(const SegmentHeader& segment) {
+    if (segment.macroblock != waiting_ + 1) reconstructWaiting();
     address_ = segment_ = segment.macroblock;
     x_ = address_ % width_;
     segmentStart_ = *bits_.byte();
@@ -129,6 +131,7 @@ void PictureDecoder::beginSegment(const SegmentHeader& segment) {
 void PictureDecoder::decodeSegment() {
     do {
         if (states_[here()] != MacroblockState::missing) throw Damage{};
+        segments_[here()] = segment_;
         decodeMacroblock();
         finishMacroblock();
         ++address_;
@@ -300,8 +303,9 @@ void PictureDecoder::reconstruct(int address) {
     const Frame& reference = *picture_.reference;
     const Qvo32s stepY = picture_.target->step(0), stepC = picture_.target->step(1);
     if (header.format.advancedPrediction) {
-        const Surroundings around = {overlapping(to.mbX - 1, to.mbY), overlapping(to.mbX + 1, to.mbY),
-                                     overlapping(to.mbX, to.mbY - 1)};
+        const Surroundings around = {to.mbX > 0 ? overlapping(address, address - 1) : nullptr,
+                                     to.mbX + 1 < width_ ? overlapping(address, address + 1) : nullptr,
+                                     to.mbY > 0 ? overlapping(address, address - width_) : nullptr};
         predictOverlapped(to, reference, vectors_[index], around, header.rounding);
     } else if (states_[index] == MacroblockState::skipped) {
         const Place from = {&reference, to.mbX, to.mbY};
@@ -317,12 +321,13 @@ void PictureDecoder::reconstruct(int address) {
     clock_.enter(Stage::parse);
 }
 
-// The vectors of a macroblock that overlaps its neighbours, null where there is none.
-const Vectors* PictureDecoder::overlapping(int x, int y) const {
-    if (x < 0 || x >= width_ || y < 0) return nullptr;
-    const std::size_t index = picture_.target->macroblockIndex(x, y);
-    const bool counts = states_[index] == MacroblockState::inter || states_[index] == MacroblockState::skipped;
-    return counts ? &vectors_[index] : nullptr;
+// The vectors of a macroblock that overlaps another, null where it does not: nothing crosses the edges of slices (K.1).
+const Vectors* PictureDecoder::overlapping(int address, int other) const {
+    const auto index = static_cast<std::size_t>(other);
+    if (states_[index] != MacroblockState::inter && states_[index] != MacroblockState::skipped) return nullptr;
+    const bool apart =
+        picture_.header.format.slices && segments_[index] != segments_[static_cast<std::size_t>(address)];
+    return apart ? nullptr : &vectors_[index];
 }
 
 }  // namespace codecs::h263

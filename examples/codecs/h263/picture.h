@@ -59,7 +59,7 @@ class PictureDecoder {
     void finishMacroblock();
     void reconstructWaiting();
     void reconstruct(int address);
-    const Vectors* overlapping(int x, int y) const;
+    const Vectors* overlapping(int address, int other) const;
 
     void forgetCoefs(std::size_t from, std::size_t to);
     void forgetLeftCoefs();
@@ -81,6 +81,7 @@ class PictureDecoder {
     int width_ = 0;  // macroblocks per row
     int count_ = 0;  // macroblocks
     std::vector<MacroblockState> states_;
+    std::vector<int> segments_;        // the first macroblocks of their segments
     std::vector<Vectors> vectors_;     // zero for all but inter macroblocks
     std::vector<CoefBuffer> coefRow_;  // of each column of blocks: luminance, Cb, Cr
     std::array<CoefBuffer, 4> coefColumns_ = {};
