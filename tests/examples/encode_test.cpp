@@ -76,6 +76,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Encoding{"MatrixPackets", "mpeg4", "-q 12 --key-interval 30 --matrix --packet-bits 500", ".m4v",
                              50},
                     Encoding{"BitRate", "mpeg4", "-b 700 --key-interval 30", ".m4v", 50},
+                    Encoding{"Bidirectional", "mpeg4", "-q 4 --key-interval 30 -B 2", ".m4v", 50},
+                    Encoding{"BidirectionalPackets", "mpeg4",
+                             "-q 9 --key-interval 30 -B 1 --matrix --packet-bits 900", ".m4v", 50},
                     Encoding{"OddSize", "mpeg4", "-q 3 --key-interval 30", ".m4v", 50, fractal, 171, 133}),
     [](const auto& encoding) { return std::string(encoding.param.name); });
 

@@ -1,4 +1,4 @@
-// MPEG-4 Simple Profile encoder.
+// MPEG-4 encoder: Simple Profile and some of Advanced Simple Profile.
 #ifndef QVOVC_EXAMPLES_MPEG4_ENCODER_H
 #define QVOVC_EXAMPLES_MPEG4_ENCODER_H
 
@@ -8,7 +8,7 @@
 
 namespace codecs {
 
-// Codes I- and P-VOPs. With the settings' matrixQuantiser the stream is of Advanced Simple Profile. Throws
+// Codes I-, P- and B-VOPs. With B-VOPs or matrixQuantiser the stream is of Advanced Simple Profile. Throws
 // UnsupportedSettings.
 std::unique_ptr<Encoder> makeMpeg4Encoder(const EncoderSettings& settings, Encoder::ByteSink bytes,
                                           Encoder::PictureSink pictures);

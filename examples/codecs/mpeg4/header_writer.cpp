@@ -21,6 +21,10 @@ void putInt(BitWriter& bits, int value, int count) {
     bits.put(static_cast<std::uint32_t>(value), count);
 }
 
+bool isSimple(const Layer& layer) {
+    return layer.lowDelay && !layer.useMatrices;
+}
+
 void putAspect(BitWriter& bits, const Layer& layer) {
     const int numerator = layer.aspectNumerator, denominator = layer.aspectDenominator;
     if (numerator <= 0 || denominator <= 0 || numerator > 255 || denominator > 255 || numerator == denominator) {
@@ -51,9 +55,9 @@ void writeLayer(BitWriter& bits, const Layer& layer, int profile) {
 
     putStartCode(bits, 0);  // video_object
     putStartCode(bits, codeFirstLayer);
-    bits.put(0, 1);                           // random_accessible_vol
-    bits.put(layer.useMatrices ? 17 : 1, 8);  // Advanced Simple or Simple object
-    bits.put(0, 1);                           // is_object_layer_identifier
+    bits.put(0, 1);                         // random_accessible_vol
+    bits.put(isSimple(layer) ? 1 : 17, 8);  // Simple or Advanced Simple object
+    bits.put(0, 1);                         // is_object_layer_identifier
     putAspect(bits, layer);
     bits.put(1, 1);  // vol_control_parameters
     bits.put(1, 2);  // 4:2:0
@@ -97,6 +101,7 @@ void writeVop(BitWriter& bits, const Layer& layer, const VopHeader& vop) {
     bits.put(0, 3);  // intra_dc_vlc_thr: DC coefficients always have codes of their own
     putInt(bits, vop.quantiser, 5);
     if (vop.type != VopType::intra) putInt(bits, vop.fcodeForward, 3);
+    if (vop.type == VopType::bidirectional) putInt(bits, vop.fcodeBackward, 3);
 }
 
 void writePacket(BitWriter& bits, const Layer& layer, const VopHeader& vop, const PacketHeader& packet) {
@@ -133,7 +138,7 @@ int chooseProfile(const Layer& layer, long bitRate) {
                 return level.indication;
         return std::end(levels)[-1].indication;
     };
-    return layer.useMatrices ? choose(advancedSimple) : choose(simple);
+    return isSimple(layer) ? choose(simple) : choose(advancedSimple);
 }
 
 }  // namespace codecs::mpeg4

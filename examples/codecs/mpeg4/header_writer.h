@@ -8,10 +8,10 @@
 namespace codecs::mpeg4 {
 
 // visual_object_sequence(), visual_object(), video_object() and VideoObjectLayer() (6.2.2, 6.2.3), of which the layer's
-// matrices must be the usual ones.
+// matrices must be the usual ones. A layer with low delay and without matrices is a Simple one.
 void writeLayer(BitWriter& bits, const Layer& layer, int profile);
 
-// VideoObjectPlane() (6.2.5) up to the first macroblock. Its seconds count from the VOP before.
+// VideoObjectPlane() (6.2.5) up to the first macroblock.
 void writeVop(BitWriter& bits, const Layer& layer, const VopHeader& vop);
 
 // next_resync_marker(), the marker and video_packet_header() (6.2.5.2), without the extension.

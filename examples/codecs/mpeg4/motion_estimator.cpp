@@ -11,6 +11,7 @@ namespace codecs::mpeg4 {
 namespace {
 
 constexpr int samplesPerMacroblock = 256;
+constexpr std::size_t maxStarts = 6;  // of a search
 
 // Bits of a component's difference (table B-12).
 template <int fcode>
@@ -136,28 +137,44 @@ MotionEstimator::Found MotionEstimator::refine(const Block& block, QvoMotionVect
     return best;
 }
 
-MotionChoice MotionEstimator::choose(int mbX, int mbY, const VectorField& field, const VectorField& before) const {
-    const Block block(*source_, *reference_, 16 * mbX, 16 * mbY, 16, fcode_);
-    const QvoMotionVector predictor = field.predictor(mbX, mbY, {}, 0);
+MotionEstimator::Found MotionEstimator::search(const Block& block, QvoMotionVector predictor,
+                                               std::span<const QvoMotionVector> starts, int goodEnough) const {
+    std::array<FullVector, maxStarts> whole;
+    std::transform(starts.begin(), starts.end(), whole.begin(), wholeSamples);
     const VectorCost cost = {costs_->around(predictor.dx), costs_->around(predictor.dy), 2};
-    const std::array<FullVector, 6> starts = {FullVector{},
-                                              wholeSamples(predictor),
-                                              wholeSamples(field.at(mbX - 1, mbY)[1]),
-                                              wholeSamples(field.at(mbX, mbY - 1)[2]),
-                                              wholeSamples(field.at(mbX + 1, mbY - 1)[2]),
-                                              wholeSamples(before.at(mbX, mbY)[0])};
-    const SearchResult full = searchMotion(block.samples, block.area, cost, starts, samplesPerMacroblock);
-    Found found = refine(block, predictor, full);
+    const SearchResult full =
+        searchMotion(block.samples, block.area, cost, std::span(whole.data(), starts.size()), goodEnough);
+    return refine(block, predictor, full);
+}
 
-    const int zeroCost = cost.of({}) - zeroVectorBits * quantiser_;
-    const int zeroSum = differenceAt(block.samples, {});
-    if (zeroSum + zeroCost <= found.cost) found = {{}, zeroSum, zeroSum + zeroCost};
-
+MotionChoice MotionEstimator::chooseOne(int mbX, int mbY, QvoMotionVector predictor,
+                                        std::span<const QvoMotionVector> starts) const {
+    const Block block(*source_, *reference_, 16 * mbX, 16 * mbY, 16, fcode_);
+    const Found found = search(block, predictor, starts, samplesPerMacroblock);
     MotionChoice one;
     one.vectors.fill(found.vector);
     one.sum = found.sum;
     one.cost = found.cost;
-    if (!fourVectors_ || one.sum < 2 * samplesPerMacroblock) return one;
+    return one;
+}
+
+MotionChoice MotionEstimator::choose(int mbX, int mbY, const VectorField& field, const VectorField& before,
+                                     bool mayBeFour) const {
+    const QvoMotionVector predictor = field.predictor(mbX, mbY, {}, 0);
+    const std::array<QvoMotionVector, maxStarts> starts = {QvoMotionVector{},
+                                                           predictor,
+                                                           field.at(mbX - 1, mbY)[1],
+                                                           field.at(mbX, mbY - 1)[2],
+                                                           field.at(mbX + 1, mbY - 1)[2],
+                                                           before.at(mbX, mbY)[0]};
+    MotionChoice one = chooseOne(mbX, mbY, predictor, starts);
+
+    const Block block(*source_, *reference_, 16 * mbX, 16 * mbY, 16, fcode_);
+    const int zeroSum = block.differenceAt({});
+    const int zeroCost =
+        zeroSum + costs_->around(predictor.dx)[0] + costs_->around(predictor.dy)[0] - zeroVectorBits * quantiser_;
+    if (zeroCost <= one.cost) one = {{}, false, zeroSum, zeroCost};
+    if (!mayBeFour || !fourVectors_ || one.sum < 2 * samplesPerMacroblock) return one;
     return chooseFour(mbX, mbY, field, one).value_or(one);
 }
 
@@ -168,14 +185,10 @@ std::optional<MotionChoice> MotionEstimator::chooseFour(int mbX, int mbY, const 
     four.vectors = one.vectors;
     four.cost = fourVectorBits * quantiser_;
     for (int i = 0; i < 4; ++i) {
-        const auto at = static_cast<std::size_t>(i);
         const Block block(*source_, *reference_, 16 * mbX + 8 * (i & 1), 16 * mbY + 8 * (i >> 1), 8, fcode_);
         const QvoMotionVector predictor = field.predictor(mbX, mbY, four.vectors, i);
-        const VectorCost cost = {costs_->around(predictor.dx), costs_->around(predictor.dy), 2};
-        const std::array<FullVector, 2> starts = {wholeSamples(one.vectors[0]), wholeSamples(predictor)};
-        const SearchResult full = searchMotion(block.samples, block.area, cost, starts, 0);
-        const Found found = refine(block, predictor, full);
-        four.vectors[at] = found.vector;
+        const Found found = search(block, predictor, std::array{one.vectors[0], predictor}, 0);
+        four.vectors[static_cast<std::size_t>(i)] = found.vector;
         four.sum += found.sum;
         four.cost += found.cost;
         if (four.cost >= one.cost) return std::nullopt;

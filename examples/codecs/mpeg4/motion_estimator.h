@@ -1,9 +1,10 @@
-// Chooses the vectors of a P-VOP's macroblocks.
+// Chooses the vectors of macroblocks.
 #ifndef QVOVC_EXAMPLES_MPEG4_MOTION_ESTIMATOR_H
 #define QVOVC_EXAMPLES_MPEG4_MOTION_ESTIMATOR_H
 
 #include <array>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "common/motion_search.h"
@@ -56,8 +57,12 @@ class MotionEstimator {
     // A VOP begins. The reference is extended.
     void begin(const PaddedPicture& source, const Frame& reference, int quantiser, int fcode);
 
-    // field: of this VOP so far; before: of the one before.
-    MotionChoice choose(int mbX, int mbY, const VectorField& field, const VectorField& before) const;
+    // One vector with this predictor, from the best of these vectors on.
+    MotionChoice chooseOne(int mbX, int mbY, QvoMotionVector predictor,
+                           std::span<const QvoMotionVector> starts) const;
+
+    // Of a P-VOP. field: of this VOP so far; before: of the one before; mayBeFour: there may be four vectors.
+    MotionChoice choose(int mbX, int mbY, const VectorField& field, const VectorField& before, bool mayBeFour) const;
 
   private:
     struct Block;
@@ -66,6 +71,8 @@ class MotionEstimator {
         int sum;
         int cost;
     };
+    Found search(const Block& block, QvoMotionVector predictor, std::span<const QvoMotionVector> starts,
+                 int goodEnough) const;
     Found refine(const Block& block, QvoMotionVector predictor, const SearchResult& full) const;
     std::optional<MotionChoice> chooseFour(int mbX, int mbY, const VectorField& field, const MotionChoice& one) const;
 

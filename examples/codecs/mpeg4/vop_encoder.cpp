@@ -1,6 +1,7 @@
 #include "mpeg4/vop_encoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 
 #include "mpeg4/header_writer.h"
@@ -17,6 +18,13 @@ constexpr std::size_t macroblockBytes = 6 * 64 * 4 + 64;
 constexpr int intraPenalty = 300;
 constexpr int intraPenaltyBits = 30;  // counted like those of vectors, with the quantiser
 
+// Of the macroblocks where a packet may begin. A marker and a number that begins with five zeros look like the start of an
+// H.263 picture, which leads programs that recognise streams by content astray.
+int firstPacketFor(const Layer& layer) {
+    const int last = layer.macroblockWidth() * layer.macroblockHeight() - 1;
+    return 1 << std::max(static_cast<int>(std::bit_width(static_cast<unsigned>(last))) - 5, 0);
+}
+
 bool isZero(const Vectors& vectors) {
     return std::all_of(vectors.begin(), vectors.end(), [](QvoMotionVector v) { return v.dx == 0 && v.dy == 0; });
 }
@@ -27,35 +35,41 @@ VopEncoder::VopEncoder(EncodeClock& clock, const Layer& layer, const EncoderSett
     : clock_(clock),
       layer_(layer),
       packetBits_(static_cast<std::size_t>(settings.packetBits)),
+      firstPacket_(firstPacketFor(layer)),
       blocks_(layer),
       intra_(layer.macroblockWidth(), layer.macroblockHeight()),
-      estimator_(settings.fourVectors),
+      forwardEstimator_(settings.fourVectors),
+      backwardEstimator_(false),
       vectors_(layer.macroblockWidth(), layer.macroblockHeight()),
       vectorsBefore_(vectors_) {}
 
-void VopEncoder::encode(const VopHeader& vop, const PaddedPicture& source, const Frame& reference, Frame& target,
-                        BitWriter& bits) {
+void VopEncoder::encode(const VopHeader& vop, const VopPictures& pictures, BitWriter& bits) {
     vop_ = vop;
-    source_ = &source;
-    reference_ = &reference;
-    target_ = &target;
+    pictures_ = pictures;
     bits_ = &bits;
     blocks_.setQuantiser(vop.quantiser);
     intraDecoder_.begin(layer_.macroblockWidth(), layer_.useMatrices ? layer_.intraMatrix.data() : nullptr);
-    std::swap(vectors_, vectorsBefore_);
-    vectors_.clear();
-    longestVector_ = 0;
-    if (vop.type == VopType::predicted) estimator_.begin(source, reference, vop.quantiser, vop.fcodeForward);
+    if (vop.type != VopType::intra)
+        forwardEstimator_.begin(*pictures.source, *pictures.forward, vop.quantiser, vop.fcodeForward);
+    if (vop.type == VopType::bidirectional) {
+        backwardEstimator_.begin(*pictures.source, *pictures.backward, vop.quantiser, vop.fcodeBackward);
+    } else {
+        std::swap(vectors_, vectorsBefore_);
+        vectors_.clear();
+        longestVector_ = 0;
+    }
 
     x_ = y_ = 0;
     packetStart_ = bits.bits();
     beginPacket();
     for (y_ = 0; y_ < layer_.macroblockHeight(); ++y_) {
         intraDecoder_.beginRow();
+        forwardVector_ = backwardVector_ = {};
         for (x_ = 0; x_ < layer_.macroblockWidth(); ++x_) {
             bits.reserve(macroblockBytes);
             nextPacketIfDue();
             encodeMacroblock();
+            packetBegins_ = false;
         }
         intraDecoder_.endRow();
     }
@@ -69,11 +83,15 @@ void VopEncoder::beginPacket() {
     intra_.beginPacket();
     intraDecoder_.beginPacket();
     vectors_.beginPacket(x_, y_);
+    forwardVector_ = backwardVector_ = {};
+    packetBegins_ = true;
 }
 
 void VopEncoder::nextPacketIfDue() {
     if (packetBits_ == 0 || bits_->bits() < packetStart_ + packetBits_) return;
-    writePacket(*bits_, layer_, vop_, {y_ * layer_.macroblockWidth() + x_, vop_.quantiser});
+    const int macroblock = y_ * layer_.macroblockWidth() + x_;
+    if (macroblock < firstPacket_) return;
+    writePacket(*bits_, layer_, vop_, {macroblock, vop_.quantiser});
     packetStart_ = bits_->bits();
     beginPacket();
 }
@@ -82,8 +100,11 @@ void VopEncoder::nextPacketIfDue() {
 
 void VopEncoder::encodeMacroblock() {
     if (vop_.type == VopType::intra) return codeIntra();
+    if (vop_.type == VopType::bidirectional) return codeBidirectional();
     clock_.enter(EncodeStage::search);
-    const MotionChoice motion = estimator_.choose(x_, y_, vectors_, vectorsBefore_);
+    // There are decoders that lose a vector of the macroblock to the left, for direct mode, where a packet begins with
+    // four vectors.
+    const MotionChoice motion = forwardEstimator_.choose(x_, y_, vectors_, vectorsBefore_, !packetBegins_);
     clock_.enter(EncodeStage::decision);
     if (isBetterIntra(motion)) {
         codeIntra();
@@ -102,9 +123,10 @@ bool VopEncoder::isBetterIntra(const MotionChoice& motion) {
 
 void VopEncoder::codeIntra() {
     clock_.enter(EncodeStage::transform);
-    const IntraMacroblock& macroblock = intra_.code(blocks_, *source_, x_, y_);
+    const IntraMacroblock& macroblock = intra_.code(blocks_, *pictures_.source, x_, y_);
     clock_.enter(EncodeStage::writing);
     vectors_.set(x_, y_, {});
+    pictures_.target->motion[address()] = {};
     const auto chroma = static_cast<std::size_t>(macroblock.pattern & 3);
     if (vop_.type == VopType::intra) {
         put(mcbpcIntraVop[chroma]);
@@ -127,11 +149,12 @@ void VopEncoder::codeInter(const MotionChoice& motion) {
     clock_.enter(EncodeStage::transform);
     intra_.pass(x_, y_);
     intraDecoder_.pass(x_);
-    predict(here(), *reference_, motion.vectors, vop_.rounding);
+    predict(here(), *pictures_.forward, motion.vectors, vop_.rounding);
     codeResidual();
     clock_.enter(EncodeStage::writing);
     writeInter(motion);
     vectors_.set(x_, y_, motion.vectors);
+    pictures_.target->motion[address()] = {motion.vectors, inter_.pattern == 0 && isZero(motion.vectors)};
     for (const QvoMotionVector v : motion.vectors)
         longestVector_ = std::max({longestVector_, std::abs(v.dx), std::abs(v.dy)});
 }
@@ -161,6 +184,10 @@ void VopEncoder::writeInter(const MotionChoice& motion) {
     put((motion.four ? mcbpcInter4V : mcbpcInter)[static_cast<std::size_t>(inter_.pattern & 3)]);
     put(cbpy[static_cast<std::size_t>(inter_.pattern >> 2 ^ 15)]);
     vectors_.write(bits_->byte(), bits_->offset(), x_, y_, motion.vectors, motion.four, vop_.fcodeForward);
+    writeLevels();
+}
+
+void VopEncoder::writeLevels() {
     const Qvo8u* const codes = *bits_->byte();
     const Qvo32s offset = *bits_->offset();
     for (int block = 0; block < 6; ++block)
@@ -187,13 +214,107 @@ void VopEncoder::addResidual(const Qvo8u* codes, Qvo32s offset) {
     }
 }
 
+// ---- B-VOPs -----------------------------------------------------------------------------------------------------
+
+// What the next reference skips is skipped in a B-VOP without a bit.
+bool VopEncoder::isSkippedUnsaid() const {
+    return vop_.type == VopType::bidirectional && pictures_.backward->motion[address()].skipped;
+}
+
+void VopEncoder::codeBidirectional() {
+    if (isSkippedUnsaid()) return copy(here(), *pictures_.forward);
+    clock_.enter(EncodeStage::search);
+    const Bidirectional choice = chooseBidirectional();
+    clock_.enter(EncodeStage::transform);
+    predictBidirectional(choice);
+    codeResidual();
+    clock_.enter(EncodeStage::writing);
+    writeBidirectional(choice);
+}
+
+VopEncoder::Bidirectional VopEncoder::chooseBidirectional() {
+    constexpr Qvo32u colocatedFlags = 1;
+    constexpr int lambdaOfHeader[] = {2, 4, 5, 6};  // modb and mb_type
+    Bidirectional direct;
+    qvoiDecodeMV_BVOP_DirectSkip_MPEG4(pictures_.backward->motion[address()].vectors.data(), direct.forward.data(),
+                                       direct.backward.data(), reinterpret_cast<const Qvo8u*>(&colocatedFlags),
+                                       pictures_.timeToVop, pictures_.timeToBackward);
+    const MotionChoice forward =
+        forwardEstimator_.chooseOne(x_, y_, forwardVector_, std::array{forwardVector_, direct.forward[0]});
+    const MotionChoice backward =
+        backwardEstimator_.chooseOne(x_, y_, backwardVector_, std::array{backwardVector_, direct.backward[0]});
+    Bidirectional both = {modeInterpolated, forward.vectors, backward.vectors, 0};
+    direct.cost = predictionCost(direct, lambdaOfHeader[modeDirect] - 2);
+    both.cost = predictionCost(both, lambdaOfHeader[modeInterpolated]) + forward.cost - forward.sum + backward.cost -
+                backward.sum;
+
+    Bidirectional best = direct;
+    if (both.cost < best.cost) best = both;
+    const int forwardCost = forward.cost + lambdaOfHeader[modeForward] * vop_.quantiser;
+    if (forwardCost < best.cost) best = {modeForward, forward.vectors, {}, forwardCost};
+    const int backwardCost = backward.cost + lambdaOfHeader[modeBackward] * vop_.quantiser;
+    if (backwardCost < best.cost) best = {modeBackward, {}, backward.vectors, backwardCost};
+    return best;
+}
+
+// The sum of absolute differences and the weight of so many bits.
+int VopEncoder::predictionCost(const Bidirectional& choice, int bits) {
+    predictBidirectional(choice);
+    Qvo32s sum;
+    qvoiSAD16x16_8u32s(sourceBlock(0), sourceStep(0), here().luma(), here().step(0), &sum, qvoMcFullPel);
+    return sum + bits * vop_.quantiser;
+}
+
+void VopEncoder::predictBidirectional(const Bidirectional& choice) {
+    if (choice.mode == modeForward) {
+        predict(here(), *pictures_.forward, choice.forward, 0);
+    } else if (choice.mode == modeBackward) {
+        predict(here(), *pictures_.backward, choice.backward, 0);
+    } else {
+        predict(here(), *pictures_.forward, choice.forward, *pictures_.backward, choice.backward);
+    }
+}
+
+void VopEncoder::writeBidirectional(const Bidirectional& choice) {
+    const bool coded = inter_.pattern != 0;
+    if (choice.mode == modeDirect && !coded) {
+        bits_->put(1, 1);  // modb
+        return;
+    }
+    bits_->put(coded ? 0 : 1, 2);    // modb
+    bits_->put(1, choice.mode + 1);  // mb_type
+    if (coded) bits_->put(static_cast<std::uint32_t>(inter_.pattern), 6);
+    if (coded && choice.mode != modeDirect) bits_->put(0, 1);  // dbquant
+    constexpr QvoMotionVector zero = {};
+    if (choice.mode == modeDirect) _qvoiSendDiffMV_F1_MPEG4(bits_->byte(), bits_->offset(), &zero);
+    if (choice.mode == modeForward || choice.mode == modeInterpolated)
+        writeDifference(choice.forward[0], forwardVector_);
+    if (choice.mode == modeBackward || choice.mode == modeInterpolated)
+        writeDifference(choice.backward[0], backwardVector_);
+    writeLevels();
+}
+
+// Both directions have the same fcode.
+void VopEncoder::writeDifference(QvoMotionVector vector, QvoMotionVector& predictor) {
+    const QvoMotionVector difference = {static_cast<Qvo16s>(vector.dx - predictor.dx),
+                                        static_cast<Qvo16s>(vector.dy - predictor.dy)};
+    if (vop_.fcodeForward == 1) {
+        _qvoiSendDiffMV_F1_MPEG4(bits_->byte(), bits_->offset(), &difference);
+    } else {
+        _qvoiSendDiffMV_Fn_MPEG4(bits_->byte(), bits_->offset(), &difference, vop_.fcodeForward);
+    }
+    predictor = vector;
+}
+
+// ---- the source -------------------------------------------------------------------------------------------------
+
 const Qvo8u* VopEncoder::sourceBlock(int block) const {
-    if (block >= 4) return source_->macroblock(static_cast<std::size_t>(block) - 3, x_, y_);
-    return source_->macroblock(0, x_, y_) + (block >> 1) * 8 * sourceStep(0) + (block & 1) * 8;
+    if (block >= 4) return pictures_.source->macroblock(static_cast<std::size_t>(block) - 3, x_, y_);
+    return pictures_.source->macroblock(0, x_, y_) + (block >> 1) * 8 * sourceStep(0) + (block & 1) * 8;
 }
 
 Qvo32s VopEncoder::sourceStep(int block) const {
-    return static_cast<Qvo32s>(source_->plane(block < 4 ? 0 : static_cast<std::size_t>(block) - 3).step);
+    return static_cast<Qvo32s>(pictures_.source->plane(block < 4 ? 0 : static_cast<std::size_t>(block) - 3).step);
 }
 
 }  // namespace codecs::mpeg4
