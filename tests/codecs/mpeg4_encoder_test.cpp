@@ -155,10 +155,17 @@ TEST(Mpeg4Encoder, RefusesWhatItCannotDo) {
     settings.quantiser = 20;
     settings.width = 8192;
     refuses(settings);
-    settings.width = 64;
-    settings.rateNumerator = 1;
-    settings.rateDenominator = 3;
-    refuses(settings);
+}
+
+TEST(Mpeg4Encoder, SlowPictures) {
+    for (const int bPictures : {0, 2}) {
+        EncoderSettings settings = sized(32, 32);
+        settings.quantiser = 8;
+        settings.rateNumerator = 1;
+        settings.rateDenominator = 3000;
+        settings.bPictures = bPictures;
+        expectDecodes(codecs::makeMpeg4Decoder, encodeMpeg4(settings, Content::moving, 7));
+    }
 }
 
 // The library's decoders read the codes of macroblock headers back.

@@ -57,9 +57,6 @@ Layer layerFor(const EncoderSettings& settings) {
         layer.fixedIncrement = std::max(1, static_cast<int>(std::lround(0xFFFF / rate)));
     }
     layer.timeBits = std::max(1, static_cast<int>(std::bit_width(static_cast<unsigned>(layer.timeResolution - 1))));
-    // Less than a picture a second: the distance has no room in the header.
-    if (layer.fixedIncrement >= layer.timeResolution && layer.fixedIncrement > 1)
-        throw UnsupportedSettings("there has to be more than one picture per second");
     layer.aspectNumerator = settings.aspectNumerator;
     layer.aspectDenominator = settings.aspectDenominator;
     layer.lowDelay = settings.bPictures == 0;
@@ -168,6 +165,7 @@ CodedPicture Mpeg4Encoder::encodeReference(const Waiting& waiting, VopType type)
     pictures.forward = older_;
     const CodedPicture coded = encodeVop(vop, pictures, waiting.time, olderTime_);
     if (type == VopType::predicted) chooseFcode();
+    clock_.enter(EncodeStage::filter);
     newer_->extend();
     return coded;
 }
@@ -194,7 +192,7 @@ CodedPicture Mpeg4Encoder::encodeVop(VopHeader vop, const VopPictures& pictures,
     vop.ticks = static_cast<int>(time % resolution);
     vop.quantiser = chooseQuantiser(vop.type);
     bits_.clear();
-    bits_.reserve(headerBytes);
+    bits_.reserve(headerBytes + static_cast<std::size_t>(vop.seconds) / 8);
     if (vop.type == VopType::intra) writeLayer(bits_, layer_, chooseProfile(layer_, settings_.bitRate));
     writeVop(bits_, layer_, vop);
     vops_.encode(vop, pictures, bits_);

@@ -67,8 +67,10 @@ void writeLayer(BitWriter& bits, const Layer& layer, int profile) {
     putMarker(bits);
     putInt(bits, layer.timeResolution, 16);
     putMarker(bits);
-    putInt(bits, layer.fixedIncrement > 0, 1);
-    if (layer.fixedIncrement > 0) putInt(bits, layer.fixedIncrement, layer.timeBits);
+    // There is no room for a second or more.
+    const bool fixedRate = layer.fixedIncrement > 0 && layer.fixedIncrement < layer.timeResolution;
+    putInt(bits, fixedRate, 1);
+    if (fixedRate) putInt(bits, layer.fixedIncrement, layer.timeBits);
     putMarker(bits);
     putInt(bits, layer.width, 13);
     putMarker(bits);
