@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "mpeg4/motion_codes.h"
 #include "mpeg4/texture_codes.h"
 #include "support/random.h"
 #include "support/statuses.h"
@@ -21,16 +22,8 @@ bool same(QvoMotionVector a, QvoMotionVector b) {
     return a.dx == b.dx && a.dy == b.dy;
 }
 
-// Table 14 by magnitude in half samples, without the sign.
-const char* const table14[] = {
-    "1",           "01",          "001",         "0001",         "000011",      "0000101",     "0000100",
-    "0000011",     "000001011",   "000001010",   "000001001",    "0000010001",  "0000010000",  "0000001111",
-    "0000001110",  "0000001101",  "0000001100",  "0000001011",   "0000001010",  "0000001001",  "0000001000",
-    "0000000111",  "0000000110",  "0000000101",  "0000000100",   "00000000111", "00000000110", "00000000101",
-    "00000000100", "00000000011", "00000000010", "000000000011", "000000000010"};
-
 std::string baseline(int difference) {
-    const std::string code = table14[std::abs(difference)];
+    const std::string code = motionCodes[std::abs(difference)];
     return difference == 0 ? code : code + (difference < 0 ? '1' : '0');
 }
 

@@ -6,6 +6,7 @@
 #include "mpeg2/reference.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 using namespace mpeg2;
 
@@ -169,25 +170,26 @@ TEST(VlcTable, Statuses) {
         EXPECT_EQ(nullptr, table);
         EXPECT_EQ(qvoStatusNullPtr, build(empty, nullptr));
         ASSERT_EQ(qvoStatusOk, build(empty, &table));
-
-        Qvo32u word[2] = {0x80000000, 0};
-        Qvo32u* pointer = word;
-        Qvo32u* none = nullptr;
-        Qvo32s offset = 31;
-        Qvo32s value = 7;
-        EXPECT_EQ(qvoStatusNullPtr, qvoiVCHuffmanDecodeOne_1u32s(nullptr, &offset, &value, table));
-        EXPECT_EQ(qvoStatusNullPtr, qvoiVCHuffmanDecodeOne_1u32s(&none, &offset, &value, table));
-        EXPECT_EQ(qvoStatusNullPtr, qvoiVCHuffmanDecodeOne_1u32s(&pointer, &offset, &value, nullptr));
-        EXPECT_EQ(7, value);
-        EXPECT_EQ(31, offset);
         // A list without codes: every lookup fails.
-        EXPECT_EQ(qvoStatusVlcError, qvoiVCHuffmanDecodeOne_1u32s(&pointer, &offset, &value, table));
+        Qvo32u word[2] = {0x80000000, 0};
+        Qvo32u* position = word;
+        Qvo32s offset = 31, value = 7;
+        EXPECT_EQ(qvoStatusVlcError, qvoiVCHuffmanDecodeOne_1u32s(&position, &offset, &value, table));
         EXPECT_EQ(invalid, value);
         EXPECT_EQ(27, offset);
-
         EXPECT_EQ(qvoStatusNullPtr, qvoiVCHuffmanFree_32s(nullptr));
         EXPECT_EQ(qvoStatusOk, qvoiVCHuffmanFree_32s(&table));
         EXPECT_EQ(nullptr, table);
         EXPECT_EQ(qvoStatusOk, qvoiVCHuffmanFree_32s(&table));
     }
+    struct Memory {
+        Qvo32u word = 0;
+        Qvo32u* position = nullptr;
+        Qvo32s offset = 31, value = 7;
+        bool operator==(const Memory&) const = default;
+    } m;
+    m.position = &m.word;
+    const Table table = Table::plain(sizeList(tableB12));
+    expectStatuses(m, qvoiVCHuffmanDecodeOne_1u32s, {&m.position, &m.offset, &m.value, table},
+                   {{qvoStatusNullPtr, {0}, {0, 1}}, {qvoStatusNullPtr, {3}}});
 }

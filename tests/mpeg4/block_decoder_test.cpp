@@ -250,18 +250,6 @@ TEST(IntraBlock, MatchesTheSingleSteps) {
         EXPECT_GT(seen[status], 10) << status;
 }
 
-// Without any neighbour the DC predictor is 1024 and the direction is from the left, which the scan shows.
-TEST(IntraBlock, NoNeighbours) {
-    Buffers buffers = {};
-    buffers.rowAt(-8) = buffers.rowAt(0) = buffers.columnAt(0) = -1;
-    const IntraArguments a = {8, 0, 1, 1, false, {0, 0}, nullptr};
-    Stream stream(dcDifference(0, false) + intraCodes().codeOf.at({1, 0, 1}) + "0");
-    EXPECT_EQ(qvoStatusOk, decode(a, stream, buffers));
-    EXPECT_EQ(1024, buffers.rowAt(0));
-    EXPECT_EQ(-1, buffers.columnAt(0));  // availability moves on with the entry
-    EXPECT_EQ(1, buffers.columnAt(1));   // position 1 of the alternate-vertical scan
-}
-
 // What later blocks predict from, kept for every block of a picture instead of in buffers.
 struct Neighbour {
     Qvo16s dc = -1;

@@ -3,13 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <functional>
 #include <vector>
 
+#include "mpeg4/texture_codes.h"
 #include "mpeg4/weights.h"
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -34,13 +36,6 @@ int integerInter(int c, int QP, const Qvo32s* W) {
     if (W == nullptr) return c >= 2 * QP + QP / 2 ? integerLevel(c - QP / 2, QP) : 0;
     if (c <= ((4 * QP - 1) * W[0]) >> 5) return 0;
     return integerLevel(static_cast<Wide>((W[0] >> 1) + 16 * c) * W[64] >> 21, QP);
-}
-
-// Table 7-1.
-int scaler(int QP, bool chrominance) {
-    if (QP <= 4) return 8;
-    if (chrominance) return QP <= 24 ? (QP + 13) / 2 : QP - 6;
-    return QP <= 8 ? 2 * QP : QP <= 24 ? QP + 8 : 2 * QP - 16;
 }
 
 // Small values, multiples of the quantiser and of its half, values beyond what any transform gives.
@@ -70,7 +65,7 @@ TEST(ForwardQuant, IntegersFollowTheRules) {
             expected.push_back((intra ? integerIntra(c, QP, w) : integerInter(c, QP, w)) * (block[i] < 0 ? -1 : 1));
         }
         if (intra) {
-            const int s = scaler(QP, blockIndex == 4 || blockIndex == 5);
+            const int s = texture::dcScaler(QP, blockIndex == 4 || blockIndex == 5);
             expected[0] = std::clamp((block[0] + s / 2) / s, 1, 254);
         }
         const auto q = static_cast<Qvo8u>(QP);
@@ -148,27 +143,7 @@ TEST(ForwardQuant, H263Quotients) {
     }
 }
 
-TEST(ForwardQuant, Values) {
-    const auto inter = [](int c, Qvo8u QP) {
-        Qvo16s block[64] = {static_cast<Qvo16s>(c)};
-        qvoiQuantInter_MPEG4_16s_I(block, QP, nullptr);
-        return block[0];
-    };
-    EXPECT_EQ(0, inter(24, 10));
-    EXPECT_EQ(1, inter(25, 10));
-    EXPECT_EQ(-1, inter(-25, 10));
-    EXPECT_EQ(-127, inter(-32768, 1));
-    const auto dc = [](int c, Qvo8u QP, int blockIndex) {
-        Qvo16s block[64] = {static_cast<Qvo16s>(c)};
-        qvoiQuantIntra_MPEG4_16s_I(block, QP, blockIndex, nullptr);
-        return block[0];
-    };
-    EXPECT_EQ(1, dc(0, 1, 0));
-    EXPECT_EQ(254, dc(4000, 1, 0));
-    EXPECT_EQ(30, dc(1020, 25, 9));  // scaler of luminance, 34
-    EXPECT_EQ(54, dc(1020, 25, 5));  // of chrominance, 19
-
-    // What is not a number, and what is nothing.
+TEST(ForwardQuant, NotANumberAndNothing) {
     Qvo16s block[64] = {0, 5, -5, 5};
     float m[64] = {INFINITY, INFINITY, INFINITY, NAN};
     Qvo32s last = 99;
@@ -182,41 +157,31 @@ TEST(ForwardQuant, Values) {
 }
 
 TEST(ForwardQuant, Statuses) {
-    Qvo16s block[64] = {500, 500};
-    float m[64] = {};
-    Qvo32s last = 99;
+    struct Memory {
+        std::array<Qvo16s, 64> block = {500, 500};
+        Qvo32s last = 99;
+        bool operator==(const Memory&) const = default;
+    } m;
+    Qvo16s* const b = m.block.data();
+    const float weights[64] = {};
     Random random(3);
     WeightRecord good(random), bad(random);
     bad.setWeight(0, 12);
-    const struct {
-        QvoStatus status;
-        std::function<QvoStatus()> call;
-    } rows[] = {
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(nullptr, 1, 0, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(block, 0, 0, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(block, 32, 0, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(block, 1, -1, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(block, 1, 10, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantIntra_MPEG4_16s_I(block, 1, 0, bad.data()); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantInter_MPEG4_16s_I(nullptr, 1, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantInter_MPEG4_16s_I(block, 0, nullptr); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantInter_MPEG4_16s_I(block, 32, good.data()); }},
-        {qvoStatusBadArg, [&] { return qvoiQuantInter_MPEG4_16s_I(block, 1, bad.data()); }},
-        {qvoStatusNullPtr, [&] { return qvoiQuantIntra_MPEG4_16s_C1I(nullptr, 0, m, &last); }},
-        {qvoStatusNullPtr, [&] { return qvoiQuantIntra_MPEG4_16s_C1I(block, 0, nullptr, &last); }},
-        {qvoStatusNullPtr, [&] { return qvoiQuant_MPEG4_16s_C1I(block, 0, m, nullptr); }},
-        {qvoStatusQuantRange, [&] { return qvoiQuantIntra_MPEG4_16s_C1I(block, 0, m, &last); }},
-        {qvoStatusQuantRange, [&] { return qvoiQuant_MPEG4_16s_C1I(block, -1, m, &last); }},
-        {qvoStatusNullPtr, [&] { return qvoiQuantIntra_H263_C1I(nullptr, 0, &last); }},
-        {qvoStatusNullPtr, [&] { return qvoiQuant_H263_C1I(block, 0, nullptr); }},
-        {qvoStatusQpRange, [&] { return qvoiQuantIntra_H263_C1I(block, 0, &last); }},
-        {qvoStatusQpRange, [&] { return qvoiQuant_H263_C1I(block, -5, &last); }},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.status, row.call()) << &row - rows;
-    EXPECT_EQ(500, block[0]);
-    EXPECT_EQ(500, block[1]);
-    EXPECT_EQ(99, last);
+    const Qvo8u one = 1;
+    const QvoStatus arg = qvoStatusBadArg;
+    for (const Qvo32s* const W : {good.data(), static_cast<const Qvo32s*>(nullptr)}) {
+        expectStatuses(m, qvoiQuantIntra_MPEG4_16s_I, {b, one, 0, W},
+                       {{arg, {0}}, {arg, {1}, {0, 32}}, {arg, {2}, {-1, 10}}});
+        expectStatuses(m, qvoiQuantInter_MPEG4_16s_I, {b, one, W}, {{arg, {0}}, {arg, {1}, {0, 32}}});
+    }
+    EXPECT_EQ(arg, qvoiQuantIntra_MPEG4_16s_I(b, 1, 0, bad.data()));
+    EXPECT_EQ(arg, qvoiQuantInter_MPEG4_16s_I(b, 1, bad.data()));
+    for (const auto quantise : {qvoiQuantIntra_MPEG4_16s_C1I, qvoiQuant_MPEG4_16s_C1I})
+        expectStatuses(m, quantise, {b, 1, weights, &m.last},
+                       {{qvoStatusNullPtr, {0, 2, 3}}, {qvoStatusQuantRange, {1}, {0, -1}}});
+    for (const auto quantise : {qvoiQuantIntra_H263_C1I, qvoiQuant_H263_C1I})
+        expectStatuses(m, quantise, {b, 1, &m.last}, {{qvoStatusNullPtr, {0, 2}}, {qvoStatusQpRange, {1}, {0, -5}}});
+    EXPECT_TRUE(m == Memory());
 }
 
 }  // namespace

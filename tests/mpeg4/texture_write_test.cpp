@@ -6,6 +6,7 @@
 #include "mpeg4/texture_codes.h"
 #include "mpeg4/written.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -185,31 +186,13 @@ TEST(TextureWriters, EscapesSpeltOut) {
     };
     const Writer &intra = writers[0], &intra2 = writers[5], &inter = writers[8], &inter2 = writers[9];
     for (const Writer* writer : {&inter, &inter2}) {
-        expectEvent(*writer, 0, 13,
-                    "00000110"
-                    "100");
-        expectEvent(*writer, 27, 1,
-                    "000001110"
-                    "100");
-        expectEvent(*writer, 0, -2048,
-                    "000001111"
-                    "0"
-                    "000000"
-                    "1"
-                    "100000000000"
-                    "1");
+        expectEvent(*writer, 0, 13, "00000110100");
+        expectEvent(*writer, 27, 1, "000001110100");
+        expectEvent(*writer, 0, -2048, "000001111000000011000000000001");
     }
     // The level is too large for type 1. The largest run with a level of 3 is 7: type 2 has a code, of run 12 - 7 - 1.
-    expectEvent(intra, 12, 3,
-                "000001111"
-                "0"
-                "001100"
-                "1"
-                "000000000011"
-                "1");
-    expectEvent(intra2, 12, 3,
-                "000001110"
-                "00000010100");
+    expectEvent(intra, 12, 3, "000001111000110010000000000111");
+    expectEvent(intra2, 12, 3, "00000111000000010100");
     EXPECT_EQ("0000001010", intraCodes().codeOf.at({0, 4, 3}));
 }
 
@@ -276,18 +259,9 @@ TEST(DCWriters, SizesBeyondTheTables) {
             return qvoiEncode_IntraDCVLC_MPEG4_16s1u(static_cast<Qvo16s>(difference), p, o, 1);
         });
     };
-    direct(256,
-           "000000001"
-           "1"
-           "100000000");
-    direct(4096 + 5,
-           "000000000001"
-           "1"
-           "000000000101");
-    direct(-32768,
-           "000000000001"
-           "1"
-           "111111111111");
+    direct(256, "0000000011100000000");
+    direct(4096 + 5, "0000000000011000000000101");
+    direct(-32768, "0000000000011111111111111");
 
     const auto accumulator = [](int difference, const std::string& bits) {
         const Levels block = {static_cast<Qvo16s>(difference)};
@@ -296,9 +270,7 @@ TEST(DCWriters, SizesBeyondTheTables) {
         });
     };
     accumulator(256, "011");
-    accumulator(-(256 + 5),
-                "010"
-                "010");
+    accumulator(-(256 + 5), "010010");
 }
 
 TEST(DCWriters, H263) {
@@ -393,69 +365,34 @@ TEST(ExportedEscapes, AtEveryFillOfTheAccumulator) {
 // ---- arguments ----
 
 TEST(TextureWriters, StatusesInTheirOrder) {
+    struct Memory {
+        std::array<Qvo8u, 64> bytes = {};
+        Qvo8u* position = nullptr;
+        Qvo32s offset = 3;
+        bool operator==(const Memory&) const = default;
+    } m;
+    m.position = m.bytes.data();
+    Qvo8u** const pp = &m.position;
+    Qvo32s* const o = &m.offset;
     const Levels block = {3, 2, 1};
-    using Write = QvoStatus (*)(const Qvo16s* block, Qvo8u** ppBitStream, Qvo32s* pBitOffset);
-    struct Operation {
-        Write write;
-        bool takesBlock;
-        QvoStatus nullPtr, bitOffset;
+    const Qvo16s* const b = block.data();
+    const auto faults = [](std::size_t stream, std::vector<std::size_t> pointers, bool alike = false) {
+        const QvoStatus null = alike ? qvoStatusBadArg : qvoStatusNullPtr;
+        return std::vector<Fault>{{null, {stream}, {0, 1}},
+                                  {null, pointers},
+                                  {alike ? qvoStatusBadArg : qvoStatusBitOffset, {stream + 1}, {-1, 8}}};
     };
-    const QvoStatus null = qvoStatusNullPtr, offsetStatus = qvoStatusBitOffset, bad = qvoStatusBadArg;
-    const std::vector<Operation> operations = {
-        {[](const Qvo16s*, Qvo8u** p, Qvo32s* o) { return qvoiEncode_IntraDCVLC_H263_16s1u(1, p, o); }, false, null,
-         offsetStatus},
-        {[](const Qvo16s*, Qvo8u** p, Qvo32s* o) { return qvoiEncode_IntraDCVLC_MPEG4_16s1u(1, p, o, 0); }, false,
-         null, offsetStatus},
-        {[](const Qvo16s* b, Qvo8u** p, Qvo32s* o) { return qvoiEncode_ACVLC_H263_16s1u(b, p, o, 0); }, true, null,
-         offsetStatus},
-        {qvoiEncode_InterVLC_MPEG4_16s1u, true, null, offsetStatus},
-        {writeIntra<0, 0>, true, null, offsetStatus},
-        {[](const Qvo16s* b, Qvo8u** p, Qvo32s* o) {
-             return qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u(p, o, b, 0, 1, 0);
-         },
-         true, bad, bad},
-        {[](const Qvo16s* b, Qvo8u** p, Qvo32s* o) {
-             return qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u(p, o, b, 0, 1);
-         },
-         true, bad, bad},
-        {[](const Qvo16s* b, Qvo8u** p, Qvo32s* o) { return qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u(p, o, b, 1); },
-         true, bad, bad}};
-    for (const Operation& operation : operations) {
-        SCOPED_TRACE(&operation - operations.data());
-        for (const int offset : {-1, 8}) {
-            // A null pointer counts before a bad offset.
-            expectRefused(
-                operation.nullPtr, [&](Qvo8u**, Qvo32s* o) { return operation.write(block.data(), nullptr, o); },
-                offset);
-            expectRefused(
-                operation.nullPtr,
-                [&](Qvo8u**, Qvo32s* o) {
-                    Qvo8u* nowhere = nullptr;
-                    return operation.write(block.data(), &nowhere, o);
-                },
-                offset);
-            if (operation.takesBlock)
-                expectRefused(
-                    operation.nullPtr, [&](Qvo8u** p, Qvo32s* o) { return operation.write(nullptr, p, o); }, offset);
-            expectRefused(
-                operation.bitOffset, [&](Qvo8u** p, Qvo32s* o) { return operation.write(block.data(), p, o); },
-                offset);
-        }
-        expectRefused(operation.nullPtr,
-                      [&](Qvo8u** p, Qvo32s*) { return operation.write(block.data(), p, nullptr); });
-    }
-    for (const int component : {-1, 3})
-        expectRefused(bad, [&](Qvo8u** p, Qvo32s* o) {
-            return qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u(p, o, block.data(), 0, 1, component);
-        });
-    for (const Qvo8u scan : {Qvo8u{3}, Qvo8u{255}}) {
-        expectRefused(bad, [&](Qvo8u** p, Qvo32s* o) {
-            return qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u(p, o, block.data(), scan, 1, 0);
-        });
-        expectRefused(bad, [&](Qvo8u** p, Qvo32s* o) {
-            return qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u(p, o, block.data(), scan, 1);
-        });
-    }
+    expectStatuses(m, qvoiEncode_IntraDCVLC_H263_16s1u, {Qvo16s{1}, pp, o}, faults(1, {2}));
+    expectStatuses(m, qvoiEncode_IntraDCVLC_MPEG4_16s1u, {Qvo16s{1}, pp, o, 0}, faults(1, {2}));
+    expectStatuses(m, qvoiEncode_ACVLC_H263_16s1u, {b, pp, o, 0}, faults(1, {0, 2}));
+    expectStatuses(m, qvoiEncode_InterVLC_MPEG4_16s1u, {b, pp, o}, faults(1, {0, 2}));
+    expectStatuses(m, qvoiEncode_IntraACVLC_MPEG4_16s1u, {b, pp, o, 0, 0}, faults(1, {0, 2}));
+    auto alike = faults(0, {1, 2}, true);
+    expectStatuses(m, qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u, {pp, o, b, Qvo8u{1}}, alike);
+    alike.push_back({qvoStatusBadArg, {3}, {3, 255}});
+    expectStatuses(m, qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u, {pp, o, b, Qvo8u{0}, Qvo8u{1}}, alike);
+    alike.push_back({qvoStatusBadArg, {5}, {-1, 3}});
+    expectStatuses(m, qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u, {pp, o, b, Qvo8u{0}, Qvo8u{1}, 0}, alike);
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "mpeg4/texture_codes.h"
 #include "mpeg4/weights.h"
 #include "support/plane.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -126,7 +126,7 @@ class Component {
         ASSERT_EQ(qvoStatusOk, qvoiTransRecBlockCoef_intra_MPEG4(
                                    source_.data() + at, t.levels.data(), rec_.data() + at, aboveBuffer + 8,
                                    leftBuffer + 8, t.prediction, &gain, index, QP, QPs, step_, step_, W));
-        const int s = scaler(QP);
+        const int s = dcScaler(QP, chrominance_);
         const Kept& from = t.prediction[0] >> 1 != 0 ? above : left;
         t.difference = t.levels.at[0] - ((from.dc < 0 ? 1024 : from.dc) + s / 2) / s;
         Kept& own = kept(x, y, b);
@@ -184,11 +184,6 @@ class Component {
         const int column = blocks_ * x + b % blocks_ + 1 + dx, row = blocks_ * y + b / blocks_ + 1 + dy;
         return grid_[static_cast<std::size_t>(row * (blocks_ * columns + 1) + column)];
     }
-    int scaler(int QP) const {
-        if (QP < 5) return 8;
-        return chrominance_ ? (QP < 25 ? (QP + 13) / 2 : QP - 6) : QP < 9 ? 2 * QP : QP < 25 ? QP + 8 : 2 * QP - 16;
-    }
-
     bool chrominance_;
     int blocks_, step_;  // blocks across a macroblock
     std::vector<Kept> grid_;
@@ -302,82 +297,46 @@ TEST(TransRecIntra, KeepsLevelsWholeAndReportsTheGain) {
 }
 
 TEST(TransRec, Statuses) {
-    alignas(8) Qvo8u source[256] = {};
-    alignas(8) Qvo8u rec[256] = {};
-    Block residual = {}, levels, residualRec;
-    levels.at.fill(77);
-    residualRec.at.fill(77);
-    Qvo16s above[24] = {}, left[24] = {}, prediction[8] = {77};
-    const Qvo8u QPs[2] = {1, 1};
-    Qvo32s gain = 0;
+    struct Memory {
+        alignas(8) std::array<Qvo8u, 72> rec = {};
+        Block levels = {}, residualRec = {};
+        Qvo16s prediction[8] = {77};
+        Qvo32s gain = 0;
+        bool operator==(const Memory& other) const {
+            return rec == other.rec && levels.at == other.levels.at && residualRec.at == other.residualRec.at &&
+                   std::equal(prediction, prediction + 8, other.prediction) && gain == other.gain;
+        }
+    } m;
+    alignas(8) const Qvo8u source[72] = {};
+    Block residual = {};
+    const Qvo16s above[24] = {}, left[24] = {};
+    const Qvo8u QPs[2] = {1, 1}, one = 1;
     Random random(3);
     WeightRecord bad(random);
     bad.setWeight(0, 12);
+    const QvoStatus arg = qvoStatusBadArg;
+    Qvo16s* const levels = m.levels.data();
 
-    const struct {
-        const Qvo16s* pSrc;
-        Qvo16s* pDst;
-        Qvo16s* pRec;
-        int QP;
-        const Qvo32s* W;
-    } inter[] = {{nullptr, levels.data(), residualRec.data(), 1, nullptr},
-                 {residual.data(), nullptr, residualRec.data(), 1, nullptr},
-                 {residual.data(), levels.data(), nullptr, 1, nullptr},
-                 {residual.data() + 2, levels.data(), residualRec.data(), 1, nullptr},
-                 {residual.data(), levels.data() + 2, residualRec.data(), 1, nullptr},
-                 {residual.data(), levels.data(), residualRec.data() + 2, 1, nullptr},
-                 {residual.data(), levels.data(), residualRec.data(), 0, nullptr},
-                 {residual.data(), levels.data(), residualRec.data(), 32, nullptr},
-                 {residual.data(), levels.data(), residualRec.data(), 1, bad.data()}};
-    for (const auto& a : inter)
-        EXPECT_EQ(qvoStatusBadArg,
-                  qvoiTransRecBlockCoef_inter_MPEG4(a.pSrc, a.pDst, a.pRec, static_cast<Qvo8u>(a.QP), a.W))
-            << &a - inter;
-
-    struct Arguments {
-        const Qvo8u* pSrc;
-        Qvo16s* pDst;
-        Qvo8u* pRec;
-        const Qvo16s *pAbove, *pLeft;
-        Qvo16s* pPrediction;
-        Qvo32s* pGain;
-        int blockIndex, QP;
-        const Qvo8u* pQPs;
-        int srcStep, recStep;
-        const Qvo32s* W;
-    };
-    const Arguments good = {source, levels.data(), rec, above + 8, left + 8, prediction, &gain, 0,
-                            1,      QPs,           8,   8,         nullptr};
-    const std::function<void(Arguments&)> faults[] = {
-        [](Arguments& a) { a.pSrc = nullptr; },  [](Arguments& a) { a.pDst = nullptr; },
-        [](Arguments& a) { a.pRec = nullptr; },  [](Arguments& a) { a.pAbove = nullptr; },
-        [](Arguments& a) { a.pLeft = nullptr; }, [](Arguments& a) { a.pPrediction = nullptr; },
-        [](Arguments& a) { a.pGain = nullptr; }, [](Arguments& a) { a.pQPs = nullptr; },
-        [](Arguments& a) { a.blockIndex = -1; }, [](Arguments& a) { a.blockIndex = 10; },
-        [](Arguments& a) { a.QP = 0; },          [](Arguments& a) { a.QP = 32; },
-        [](Arguments& a) { a.srcStep = 0; },     [](Arguments& a) { a.srcStep = 12; },
-        [](Arguments& a) { a.recStep = -8; },    [](Arguments& a) { a.recStep = 9; },
-        [](Arguments& a) { a.pSrc += 4; },       [](Arguments& a) { a.pDst += 1; },
-        [](Arguments& a) { a.pRec += 1; },       [&](Arguments& a) { a.W = bad.data(); }};
-    const auto call = [](const Arguments& a) {
-        return qvoiTransRecBlockCoef_intra_MPEG4(a.pSrc, a.pDst, a.pRec, a.pAbove, a.pLeft, a.pPrediction, a.pGain,
-                                                 a.blockIndex, static_cast<Qvo8u>(a.QP), a.pQPs, a.srcStep, a.recStep,
-                                                 a.W);
-    };
-    for (const auto& fault : faults) {
-        Arguments a = good;
-        fault(a);
-        EXPECT_EQ(qvoStatusBadArg, call(a)) << &fault - faults;
-    }
-    EXPECT_EQ(77, prediction[0]);
-    EXPECT_EQ(0, gain);
-    for (Levels* l : {&levels.at, &residualRec.at})
-        EXPECT_TRUE(std::all_of(l->begin(), l->end(), [](Qvo16s v) { return v == 77; }));
-    // The neighbours and the prediction may lie anywhere.
-    Arguments shifted = good;
-    shifted.pAbove += 1;
-    shifted.pLeft += 3;
-    EXPECT_EQ(qvoStatusOk, call(shifted));
+    expectStatuses(m, qvoiTransRecBlockCoef_inter_MPEG4,
+                   {residual.data(), levels, m.residualRec.data(), one, nullptr},
+                   {{arg, {0, 1, 2}, {0, 4}}, {arg, {3}, {0, 32}}});
+    EXPECT_EQ(arg, qvoiTransRecBlockCoef_inter_MPEG4(residual.data(), levels, m.residualRec.data(), 1, bad.data()));
+    // The neighbours may lie anywhere.
+    for (const int shift : {0, 1})
+        expectStatuses(m, qvoiTransRecBlockCoef_intra_MPEG4,
+                       {source, levels, m.rec.data(), above + 8 + shift, left + 8 + 3 * shift, m.prediction, &m.gain,
+                        0, one, QPs, 8, 8, nullptr},
+                       {{arg, {0}, {0, 4}},
+                        {arg, {1}, {0, 2}},
+                        {arg, {2}, {0, 1}},
+                        {arg, {3, 4, 5, 6, 9}},
+                        {arg, {7}, {-1, 10}},
+                        {arg, {8}, {0, 32}},
+                        {arg, {10}, {0, 12}},
+                        {arg, {11}, {-8, 9}}});
+    EXPECT_EQ(arg, qvoiTransRecBlockCoef_intra_MPEG4(source, levels, m.rec.data(), above + 8, left + 8, m.prediction,
+                                                     &m.gain, 0, 1, QPs, 8, 8, bad.data()));
+    EXPECT_TRUE(m == Memory());
 }
 
 }  // namespace

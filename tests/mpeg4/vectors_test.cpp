@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mpeg4/bit_stream.h"
+#include "mpeg4/motion_codes.h"
 #include "support/random.h"
 #include "support/statuses.h"
 
@@ -35,17 +36,9 @@ QvoMotionVector randomVector(Random& random, int low, int high) {
     return mv(dx, random.range(low, high));
 }
 
-// ISO/IEC 14496-2 Table B-12, magnitudes 0 to 32, without the sign.
-const char* const table[] = {
-    "1",           "01",          "001",         "0001",         "000011",      "0000101",     "0000100",
-    "0000011",     "000001011",   "000001010",   "000001001",    "0000010001",  "0000010000",  "0000001111",
-    "0000001110",  "0000001101",  "0000001100",  "0000001011",   "0000001010",  "0000001001",  "0000001000",
-    "0000000111",  "0000000110",  "0000000101",  "0000000100",   "00000000111", "00000000110", "00000000101",
-    "00000000100", "00000000011", "00000000010", "000000000011", "000000000010"};
-
 std::string component(int motionCode, int residual, int fcode) {
-    if (motionCode == 0) return table[0];
-    std::string bits = table[std::abs(motionCode)];
+    if (motionCode == 0) return motionCodes[0];
+    std::string bits = motionCodes[std::abs(motionCode)];
     bits += motionCode < 0 ? '1' : '0';
     for (int i = fcode - 2; i >= 0; --i)
         bits += (residual >> i & 1) ? '1' : '0';
