@@ -11,7 +11,7 @@ namespace {
 
 // In the order of their directions: after a step only the three points ahead are new.
 constexpr std::array<FullVector, 6> hexagon = {{{-2, 0}, {-1, -2}, {1, -2}, {2, 0}, {1, 2}, {-1, 2}}};
-constexpr std::array<FullVector, 4> diamond = {{{0, -1}, {-1, 0}, {1, 0}, {0, 1}}};
+constexpr std::array<FullVector, 8> square = {{{0, -1}, {-1, 0}, {1, 0}, {0, 1}, {-1, -1}, {1, -1}, {-1, 1}, {1, 1}}};
 constexpr int maxSteps = 16;
 
 class Search {
@@ -46,11 +46,11 @@ class Search {
         }
     }
 
-    void followDiamond() {
+    void followSquare() {
         for (int step = 0; step < maxSteps; ++step) {
             const FullVector from = best.vector;
             bool better = false;
-            for (const FullVector by : diamond)
+            for (const FullVector by : square)
                 better |= take({from.x + by.x, from.y + by.y});
             if (!better) return;
         }
@@ -101,7 +101,7 @@ SearchResult searchMotion(const SearchBlock& block, const SearchArea& area, cons
     }
     if (search.best.cost <= goodEnough) return search.best;
     search.followHexagon();
-    search.followDiamond();
+    search.followSquare();
     return search.best;
 }
 

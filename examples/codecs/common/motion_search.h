@@ -73,7 +73,7 @@ struct SearchResult {
 int differenceAt(const SearchBlock& block, FullVector vector);
 
 // Begins at the best of the starts (one at least; outside the area they are moved to its edge) and follows a hexagon,
-// then a small diamond, downhill. Ends early where the best start costs `goodEnough` or less.
+// then the square of the eight nearest vectors, downhill. Ends early where the best start costs `goodEnough` or less.
 SearchResult searchMotion(const SearchBlock& block, const SearchArea& area, const VectorCost& cost,
                           std::span<const FullVector> starts, int goodEnough);
 

@@ -17,6 +17,7 @@ constexpr double smallestShare = 0.3;   // of the rate, while it is made good
 constexpr double largestShare = 2.0;    // while bits that were saved are spent
 constexpr double newWeight = 0.4;       // of the latest picture in the complexity of its type
 constexpr double largestChange = 1.25;  // of the step from picture to picture
+constexpr double mostRounding = 1.6;    // of steps by codecs; beyond it they chose on their own
 
 }  // namespace
 
@@ -53,9 +54,13 @@ double RateControl::step(PictureType type) const {
     return std::clamp(base * factors_[index], finest_, coarsest_);
 }
 
-void RateControl::update(PictureType type, double step, std::int64_t bits) {
+void RateControl::update(PictureType type, double used, std::int64_t bits) {
     const auto index = static_cast<std::size_t>(type);
-    const double complexity = static_cast<double>(bits) * step;
+    // The step that was asked for goes on growing where the codec's rounding would hold it for ever.
+    const double asked = step(type);
+    const bool isRounded = used < mostRounding * asked && asked < mostRounding * used;
+    lastBase_ = (isRounded ? asked : used) / factors_[index];
+    const double complexity = static_cast<double>(bits) * used;
     if (known_[index]) {
         complexities_[index] += newWeight * (complexity - complexities_[index]);
     } else {
@@ -66,7 +71,6 @@ void RateControl::update(PictureType type, double step, std::int64_t bits) {
         known_[index] = true;
     }
     excess_ += static_cast<double>(bits) - bitsPerPicture_;
-    lastBase_ = step / factors_[index];
     sinceIntra_ = type == PictureType::intra ? 1 : sinceIntra_ + 1;
 }
 

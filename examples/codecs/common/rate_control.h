@@ -23,7 +23,7 @@ class RateControl {
     double step(PictureType type) const;
 
     // After the picture: what it has cost.
-    void update(PictureType type, double step, std::int64_t bits);
+    void update(PictureType type, double used, std::int64_t bits);
 
   private:
     double bitsPerPicture_;

@@ -195,7 +195,7 @@ void MacroblockEncoder::tryPcm() {
 void MacroblockEncoder::tryIntra(int bestInter) {
     motion_.setIntra();
     const int cost16x16 = chooseIntra16x16();
-    // Smaller blocks predict better than the whole by this much at most, seldom by more.
+    // Smaller blocks seldom predict better than the whole by more than this factor.
     constexpr double mostGain = 1.5;
     const double limit = intraMargin * bestInter;
     if (cost16x16 > mostGain * limit) return;

@@ -147,15 +147,17 @@ FoundMotion MotionEstimator::find(const MotionTask& task) const {
         best = {vector, total};
         return true;
     };
-    // The predicted vector costs least, and is often the right one.
-    take(task.predicted);
-    constexpr int mostSteps = 2;
-    constexpr std::array<FullVector, 4> diamond = {{{0, -1}, {-1, 0}, {1, 0}, {0, 1}}};
+    // Whole samples may have led astray; neighbours often move alike to the quarter, and the predicted vector costs least.
+    for (const Vector start : task.starts)
+        take(start);
+    constexpr int mostSteps = 3;
+    constexpr std::array<FullVector, 8> square = {
+        {{0, -1}, {-1, 0}, {1, 0}, {0, 1}, {-1, -1}, {1, -1}, {-1, 1}, {1, 1}}};
     for (const int distance : {2, 1}) {
         for (int step = 0; step < mostSteps; ++step) {
             const Vector from = best.vector;
             bool better = false;
-            for (const FullVector by : diamond)
+            for (const FullVector by : square)
                 better |= take(
                     {static_cast<Qvo16s>(from.x + distance * by.x), static_cast<Qvo16s>(from.y + distance * by.y)});
             if (!better) break;
