@@ -144,8 +144,8 @@ INSTANTIATE_TEST_SUITE_P(Mpeg2, EncodedSize,
                          [](const auto& contest) { return std::string(contest.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(H264, EncodedSize,
-                         testing::Values(Contest{"Fine", "h264", "-q 28", ".264",
-                                                 "-c:v libx264 -profile:v baseline -preset veryfast -crf 20", 1.0},
+                         testing::Values(Contest{"Fine", "h264", "-q 27", ".264",
+                                                 "-c:v libx264 -profile:v baseline -preset veryfast -crf 20", 0.85},
                                          Contest{"Coarse", "h264", "-q 38", ".264",
                                                  "-c:v libx264 -profile:v baseline -preset veryfast -crf 32", 1.0}),
                          [](const auto& contest) { return std::string(contest.param.name); });
