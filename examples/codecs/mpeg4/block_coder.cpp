@@ -20,21 +20,8 @@ constexpr float lambdaFactor = 0.85F;
 
 constexpr float patternBits = 2;  // what a block costs in the macroblock's header
 
-// A level is chosen knowing the levels before it as far as this many candidates back.
-constexpr int reach = 6;
-
-}  // namespace
-
-BlockCoder::Method::Method(const Qvo8u* weights) : matrix(weights) {
-    for (std::size_t i = 0; i < 64 && weights != nullptr; ++i) {
-        record[i] = weights[i];
-        record[i + 64] = 0x200000 / weights[i];
-        factors[i] = 1.0F / static_cast<float>(weights[i]);
-    }
-}
-
-// Writes each event, behind a level of 1 if it is not the first nor the last.
-BlockCoder::EventBits BlockCoder::measureEvents() {
+// Writes each event, one that is not the last with a level of 1 behind it.
+EventBits measureEvents() {
     EventBits all;
     const auto bitsOf = [](const Levels& levels) {
         std::array<Qvo8u, 64> bytes;
@@ -57,9 +44,90 @@ BlockCoder::EventBits BlockCoder::measureEvents() {
     return all;
 }
 
+// The levels of a block, chosen with knowledge of those before them: of all ways from level to level the one whose squared
+// error and bits together are lowest.
+class LevelPath {
+  public:
+    LevelPath(const EventBits& bits, float lambda) : bits_(bits), lambda_(lambda) {}
+
+    // The two levels that a position of the scan may have besides 0, and their squared errors less that of 0. A level of 0
+    // does not count.
+    void add(int position, const std::array<int, 2>& levels, const std::array<float, 2>& errors) {
+        Step& step = steps_[static_cast<std::size_t>(count_)];
+        step.position = position;
+        step.levels = levels;
+        step.cost = std::numeric_limits<float>::max();
+        for (int before = std::max(0, count_ - reach); before < count_; ++before)
+            for (std::size_t k = 0; k < 2; ++k)
+                if (levels[k] != 0) connect(before, k, errors[k]);
+        ++count_;
+    }
+
+    // Calls set(position, level) for the levels of the best way; false where there is none better than no level at all.
+    template <class Set>
+    bool trace(Set set) const {
+        for (Choice choice = end_; choice.step > 0; choice = at(choice.before).choice)
+            set(at(choice.step).position, at(choice.step).levels[choice.level]);
+        return end_.step > 0;
+    }
+
+  private:
+    static constexpr int reach = 6;  // how many candidates back a level looks
+
+    struct Choice {
+        int step = 0;
+        int before = 0;         // the step before it
+        std::size_t level = 0;  // which of the two
+    };
+    struct Step {
+        int position = -1;
+        std::array<int, 2> levels = {};
+        Choice choice;   // on the best way that goes on from here
+        float cost = 0;  // of that way
+    };
+
+    const Step& at(int i) const { return steps_[static_cast<std::size_t>(i)]; }
+
+    void connect(int before, std::size_t k, float error) {
+        Step& step = steps_[static_cast<std::size_t>(count_)];
+        const Step& from = at(before);
+        const auto run = static_cast<std::size_t>(step.position - from.position - 1);
+        const auto level = static_cast<std::size_t>(std::min(step.levels[k], 31));
+        const float cost = from.cost + error;
+        const float open = cost + lambda_ * bits_[0][run][level];
+        if (open < step.cost) {
+            step.cost = open;
+            step.choice = {count_, before, k};
+        }
+        const float closed = cost + lambda_ * (patternBits + bits_[1][run][level]);
+        if (closed < endCost_) {
+            endCost_ = closed;
+            end_ = {count_, before, k};
+        }
+    }
+
+    const EventBits& bits_;
+    float lambda_;
+    std::array<Step, 65> steps_;  // the first stands for the beginning
+    int count_ = 1;
+    Choice end_;         // the last level of the best way
+    float endCost_ = 0;  // less that of no level at all
+};
+
+}  // namespace
+
+BlockCoder::Method::Method(const Qvo8u* weights) : matrix(weights) {
+    for (std::size_t i = 0; i < 64 && weights != nullptr; ++i) {
+        record[i] = weights[i];
+        record[i + 64] = 0x200000 / weights[i];
+        factors[i] = 1.0F / static_cast<float>(weights[i]);
+    }
+}
+
 BlockCoder::BlockCoder(const Layer& layer)
     : intra_(layer.useMatrices ? layer.intraMatrix.data() : nullptr),
-      inter_(layer.useMatrices ? layer.interMatrix.data() : nullptr) {}
+      inter_(layer.useMatrices ? layer.interMatrix.data() : nullptr),
+      eventBits_(measureEvents()) {}
 
 void BlockCoder::setQuantiser(int quantiser) {
     quantiser_ = quantiser;
@@ -117,79 +185,30 @@ int BlockCoder::reconstructed(int level, std::size_t index) const {
     return std::min(2 * q * level + q - (q % 2 == 0), 2047);
 }
 
-// Chooses between the levels of the quantiser and those beside them: the way through the block whose squared error and
-// bits together are lowest. The transform being orthonormal, errors are those of the samples. False if it is cheaper to
-// leave out the block.
+// Chooses between the levels of the quantiser and those beside them. The transform being orthonormal, errors are those of
+// the samples. False if it is cheaper to leave out the block.
 bool BlockCoder::choose(const Levels& coefficients, Levels& levels) const {
-    struct Candidate {
-        int position = -1;  // in the scan
-        std::array<int, 2> levels = {};
-        std::array<float, 2> errors = {};  // compared with a level of 0, so that they are negative
-        int before = 0;                    // on the best way that ends here
-        int choice = 0;
-        float cost = 0;
-    };
-    std::array<Candidate, 65> candidates;  // the first stands for the beginning
-    const float lambda = lambdaFactor * static_cast<float>(quantiser_ * quantiser_);
-    int count = 1;
-    int best = 0, bestBefore = 0, bestChoice = 0;
-    float bestCost = 0;
+    LevelPath path(eventBits_, lambdaFactor * static_cast<float>(quantiser_ * quantiser_));
     for (int position = 0; position < 64; ++position) {
         const std::size_t i = ZigzagC[position];
-        const int size = std::abs(coefficients.at[i]);
-        if (levels.at[i] == 0 && size < reconstructed(1, i) * 2 / 3) continue;
-        Candidate& candidate = candidates[static_cast<std::size_t>(count)];
-        candidate = {};
-        candidate.position = position;
-        // The next level up too where it is nearer than the one below.
-        const int quantised = std::abs(levels.at[i]);
-        const bool up = std::abs(size - reconstructed(quantised + 1, i)) <
-                        (quantised == 0 ? size : std::abs(size - reconstructed(quantised, i)));
-        const int largest = quantised + (up || quantised == 0);
-        for (int k = 0; k < 2; ++k) {
-            const int level = largest - k, rebuilt = reconstructed(level, i);
-            candidate.levels[static_cast<std::size_t>(k)] = level;
-            candidate.errors[static_cast<std::size_t>(k)] =
-                static_cast<float>((size - rebuilt) * (size - rebuilt) - size * size);
-        }
-        candidate.cost = std::numeric_limits<float>::max();
-        for (int before = std::max(0, count - reach); before < count; ++before) {
-            const Candidate& from = candidates[static_cast<std::size_t>(before)];
-            const auto run = static_cast<std::size_t>(position - from.position - 1);
-            for (std::size_t k = 0; k < 2; ++k) {
-                const auto level = static_cast<std::size_t>(std::min(candidate.levels[k], 31));
-                if (level == 0) continue;
-                const float cost = from.cost + candidate.errors[k];
-                const float open = cost + lambda * eventBits_[0][run][level];
-                if (open < candidate.cost) {
-                    candidate.cost = open;
-                    candidate.before = before;
-                    candidate.choice = static_cast<int>(k);
-                }
-                const float closed = cost + lambda * (patternBits + eventBits_[1][run][level]);
-                if (closed < bestCost) {
-                    bestCost = closed;
-                    best = count;
-                    bestBefore = before;
-                    bestChoice = static_cast<int>(k);
-                }
-            }
-        }
-        ++count;
+        const int size = std::abs(coefficients.at[i]), quantised = std::abs(levels.at[i]);
+        if (quantised == 0 && size < reconstructed(1, i) * 2 / 3) continue;
+        // The quantiser rounds down: the next level up is another candidate where it is nearer.
+        const bool up = quantised == 0 || std::abs(size - reconstructed(quantised + 1, i)) <
+                                              std::abs(size - reconstructed(quantised, i));
+        const std::array<int, 2> candidates = {quantised + up, quantised + up - 1};
+        const auto errorOf = [&](int level) {
+            const int error = size - reconstructed(level, i);
+            return static_cast<float>(error * error - size * size);
+        };
+        path.add(position, candidates, {errorOf(candidates[0]), errorOf(candidates[1])});
     }
-    if (best == 0) return false;
-
+    const Qvo16s* const c = coefficients.data();
     levels = {};
-    const auto set = [&](int at, int choice) {
-        const Candidate& candidate = candidates[static_cast<std::size_t>(at)];
-        const std::size_t i = ZigzagC[candidate.position];
-        const int level = candidate.levels[static_cast<std::size_t>(choice)];
-        levels.at[i] = static_cast<Qvo16s>(coefficients.at[i] < 0 ? -level : level);
-    };
-    set(best, bestChoice);
-    for (int at = bestBefore; at > 0; at = candidates[static_cast<std::size_t>(at)].before)
-        set(at, candidates[static_cast<std::size_t>(at)].choice);
-    return true;
+    return path.trace([&](int position, int level) {
+        const std::size_t i = ZigzagC[position];
+        levels.at[i] = static_cast<Qvo16s>(c[i] < 0 ? -level : level);
+    });
 }
 
 }  // namespace codecs::mpeg4

@@ -17,6 +17,9 @@ struct alignas(32) Levels {
     const Qvo16s* data() const { return at.data(); }
 };
 
+// Lengths of the codes of inter events by last, run and level; levels beyond have the longest escape.
+using EventBits = std::array<std::array<std::array<Qvo8u, 32>, 64>, 2>;
+
 class BlockCoder {
   public:
     explicit BlockCoder(const Layer& layer);
@@ -53,14 +56,10 @@ class BlockCoder {
         const Qvo32s* recordOrNull() const { return matrix != nullptr ? record.data() : nullptr; }
     };
 
-    // Lengths of the codes of inter events by last, run and level; levels beyond have the longest escape.
-    using EventBits = std::array<std::array<std::array<Qvo8u, 32>, 64>, 2>;
-    static EventBits measureEvents();
-
     int quantiser_ = 1;
     Method intra_;
     Method inter_;
-    EventBits eventBits_ = measureEvents();
+    EventBits eventBits_;
 };
 
 }  // namespace codecs::mpeg4
