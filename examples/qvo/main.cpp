@@ -64,7 +64,7 @@ void addEncodeOptions(CLI::App& command, EncodeOptions& options) {
         ->type_name("N");
     command
         .add_option("--packet-bits", settings.packetBits,
-                    "Begin packets that decode on their own, about so long (mpeg4)")
+                    "Begin packets that decode on their own, about so long (mpeg4, h263)")
         ->check(CLI::PositiveNumber)
         ->type_name("N");
     command.add_flag("--matrix", settings.matrixQuantiser, "Quantise by matrices (mpeg4: Advanced Simple Profile)");

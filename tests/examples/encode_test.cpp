@@ -90,6 +90,20 @@ INSTANTIATE_TEST_SUITE_P(H264, Encode,
                                          Encoding{"OddSize", "h264", "-q 20", ".264", 999, fractal, 171, 133}),
                          [](const auto& encoding) { return std::string(encoding.param.name); });
 
+// H.263 counts time on one clock only, and its samples have one shape.
+constexpr const char* telephone =
+    "testsrc2=s=SIZE:r=30000/1001,scroll=h=0.02:v=0.01,noise=alls=6:allf=t,setsar=12/11";
+
+INSTANTIATE_TEST_SUITE_P(
+    H263, Encode,
+    testing::Values(Encoding{"Usual", "h263", "-q 5 --key-interval 30", ".h263", 50, telephone},
+                    Encoding{"Fine", "h263", "-q 1 --key-interval 30", ".h263", 50, telephone, 176, 144},
+                    Encoding{"Coarse", "h263", "-q 31 --key-interval 30 --packet-bits 1000", ".h263", 50, telephone},
+                    Encoding{"Groups", "h263", "-q 9 --key-interval 7 --packet-bits 1", ".h263", 50, telephone, 704,
+                             576, 9},
+                    Encoding{"BitRate", "h263", "-b 200 --key-interval 30", ".h263", 50, telephone, 128, 96, 60}),
+    [](const auto& encoding) { return std::string(encoding.param.name); });
+
 // At no less quality the stream may be larger than ffmpeg's by no more than a factor.
 struct Contest {
     const char* name;
@@ -155,5 +169,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Contest{"Fine", "mpeg4", "-q 7 --key-interval 30", ".m4v", "-c:v mpeg4 -g 30 -q:v 8", 1.25},
                     Contest{"Coarse", "mpeg4", "-q 14 --key-interval 30", ".m4v", "-c:v mpeg4 -g 30 -q:v 15", 1.25}),
     [](const auto& contest) { return std::string(contest.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(H263, EncodedSize,
+                         testing::Values(Contest{"Fine", "h263", "-q 5 --key-interval 30", ".h263",
+                                                 "-c:v h263 -g 30 -q:v 6 -f h263", 1.25},
+                                         Contest{"Coarse", "h263", "-q 14 --key-interval 30", ".h263",
+                                                 "-c:v h263 -g 30 -q:v 15 -f h263", 1.25}),
+                         [](const auto& contest) { return std::string(contest.param.name); });
 
 }  // namespace

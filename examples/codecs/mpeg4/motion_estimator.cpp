@@ -84,7 +84,8 @@ struct MotionEstimator::Block {
     SearchBlock samples;
     SearchArea area;
 
-    Block(const PaddedPicture& source, const Frame& reference, int x, int y, int size, int fcode) {
+    // The vectors may lead `beyond` samples over the picture's edges.
+    Block(const PaddedPicture& source, const Frame& reference, int x, int y, int size, int beyond, int fcode) {
         const PlaneView& plane = source.plane(0);
         samples = {plane.data + y * plane.step + x,
                    static_cast<Qvo32s>(plane.step),
@@ -93,8 +94,9 @@ struct MotionEstimator::Block {
                    size,
                    size};
         const int range = 8 << fcode;
-        area = {std::max(-size - x, -range), std::max(-size - y, -range), std::min(plane.width - x, range - 1),
-                std::min(plane.height - y, range - 1)};
+        area = {std::max(-beyond - x, -range), std::max(-beyond - y, -range),
+                std::min(plane.width - size + beyond - x, range - 1),
+                std::min(plane.height - size + beyond - y, range - 1)};
     }
     bool contains(QvoMotionVector v) const {
         return v.dx >= 2 * area.left && v.dx <= 2 * area.right && v.dy >= 2 * area.top && v.dy <= 2 * area.bottom;
@@ -115,6 +117,10 @@ void MotionEstimator::begin(const PaddedPicture& source, const Frame& reference,
     quantiser_ = quantiser;
     fcode_ = fcode;
     costs_.emplace(32 << fcode, quantiser, componentBitsOf[static_cast<std::size_t>(fcode)]);
+}
+
+MotionEstimator::Block MotionEstimator::blockAt(int x, int y, int size) const {
+    return {*source_, *reference_, x, y, size, withinPicture_ ? 0 : size, fcode_};
 }
 
 // The best of the half-sample positions around a vector: the four nearest, then the diagonal one between the better two.
@@ -149,7 +155,7 @@ MotionEstimator::Found MotionEstimator::search(const Block& block, QvoMotionVect
 
 MotionChoice MotionEstimator::chooseOne(int mbX, int mbY, QvoMotionVector predictor,
                                         std::span<const QvoMotionVector> starts) const {
-    const Block block(*source_, *reference_, 16 * mbX, 16 * mbY, 16, fcode_);
+    const Block block = blockAt(16 * mbX, 16 * mbY, 16);
     const Found found = search(block, predictor, starts, samplesPerMacroblock);
     MotionChoice one;
     one.vectors.fill(found.vector);
@@ -169,7 +175,7 @@ MotionChoice MotionEstimator::choose(int mbX, int mbY, const VectorField& field,
                                                            before.at(mbX, mbY)[0]};
     MotionChoice one = chooseOne(mbX, mbY, predictor, starts);
 
-    const Block block(*source_, *reference_, 16 * mbX, 16 * mbY, 16, fcode_);
+    const Block block = blockAt(16 * mbX, 16 * mbY, 16);
     const int zeroSum = block.differenceAt({});
     const int zeroCost =
         zeroSum + costs_->around(predictor.dx)[0] + costs_->around(predictor.dy)[0] - zeroVectorBits * quantiser_;
@@ -185,7 +191,7 @@ std::optional<MotionChoice> MotionEstimator::chooseFour(int mbX, int mbY, const 
     four.vectors = one.vectors;
     four.cost = fourVectorBits * quantiser_;
     for (int i = 0; i < 4; ++i) {
-        const Block block(*source_, *reference_, 16 * mbX + 8 * (i & 1), 16 * mbY + 8 * (i >> 1), 8, fcode_);
+        const Block block = blockAt(16 * mbX + 8 * (i & 1), 16 * mbY + 8 * (i >> 1), 8);
         const QvoMotionVector predictor = field.predictor(mbX, mbY, four.vectors, i);
         const Found found = search(block, predictor, std::array{one.vectors[0], predictor}, 0);
         four.vectors[static_cast<std::size_t>(i)] = found.vector;

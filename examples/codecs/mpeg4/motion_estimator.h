@@ -52,7 +52,9 @@ struct MotionChoice {
 
 class MotionEstimator {
   public:
-    explicit MotionEstimator(bool fourVectors) : fourVectors_(fourVectors) {}
+    // withinPicture: no vector leads to samples beyond the reference's edges.
+    explicit MotionEstimator(bool fourVectors, bool withinPicture = false)
+        : fourVectors_(fourVectors), withinPicture_(withinPicture) {}
 
     // A VOP begins. The reference is extended.
     void begin(const PaddedPicture& source, const Frame& reference, int quantiser, int fcode);
@@ -74,9 +76,11 @@ class MotionEstimator {
     Found search(const Block& block, QvoMotionVector predictor, std::span<const QvoMotionVector> starts,
                  int goodEnough) const;
     Found refine(const Block& block, QvoMotionVector predictor, const SearchResult& full) const;
+    Block blockAt(int x, int y, int size) const;
     std::optional<MotionChoice> chooseFour(int mbX, int mbY, const VectorField& field, const MotionChoice& one) const;
 
     bool fourVectors_;
+    bool withinPicture_;
 
     const PaddedPicture* source_ = nullptr;
     const Frame* reference_ = nullptr;
