@@ -18,7 +18,8 @@ double mean(const Video& video, const Video& source) {
 
 TEST(PostFilter, BringsPicturesNearerToTheirSource) {
     // A whole number of macroblocks, and a size that ends within a block.
-    for (const auto& [width, height] : {std::pair(176, 144), std::pair(170, 130)}) {
+    for (const auto& pair : {std::pair(176, 144), std::pair(170, 130)}) {
+        const int width = pair.first, height = pair.second;
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
         const std::string input =
             "-f lavfi -i testsrc2=s=" + size + ":r=25,scroll=h=0.01 -frames:v 8 -pix_fmt yuv420p ";

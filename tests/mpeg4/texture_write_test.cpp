@@ -65,7 +65,7 @@ struct Writer {
 };
 
 template <int scan>
-constexpr Writer intraDirect(int start, QvoStatus (*write)(const Qvo16s*, Qvo8u**, Qvo32s*)) {
+Writer intraDirect(int start, QvoStatus (*write)(const Qvo16s*, Qvo8u**, Qvo32s*)) {
     return {"IntraACVLC",
             Stores::bytes,
             scan,
