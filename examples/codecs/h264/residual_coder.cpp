@@ -52,6 +52,7 @@ void addBlock(const Qvo16s* levels, const Qvo16s* dc, Qvo8u* samples, Qvo32s ste
 // ---- levels -----------------------------------------------------------------------------------------------------
 
 ResidualCoder::Scale ResidualCoder::scaleFor(int qp, double lambda) {
+    // Of the library's forward operations, by QP % 6: at even row and column, at odd row and column, elsewhere.
     constexpr std::array<std::array<int, 3>, 6> multipliers = {{{13107, 5243, 8066},
                                                                 {11916, 4660, 7490},
                                                                 {10082, 4194, 6554},
