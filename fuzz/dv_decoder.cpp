@@ -10,7 +10,6 @@ namespace {
 
 using codecs::dv::blockBytes;
 using codecs::dv::sequenceBytes;
-using fuzz::Bytes;
 
 void writeId(std::uint8_t* block, int section, unsigned sequence, int number) {
     block[0] = static_cast<std::uint8_t>(section << 5 | 0x1F);
@@ -39,7 +38,7 @@ std::vector<std::uint8_t> makeSequence(unsigned number, unsigned kind, const std
 }
 
 std::vector<std::uint8_t> compose(const std::uint8_t* data, std::size_t size) {
-    Bytes in(data, size);
+    Input in(data, size);
     std::vector<std::uint8_t> stream;
     const unsigned kind = in.next();
     unsigned number = 0;

@@ -9,8 +9,6 @@
 
 namespace {
 
-using fuzz::Bytes;
-
 struct Format {
     bool extended;
     unsigned width, height;  // in units of four samples
@@ -18,7 +16,7 @@ struct Format {
 };
 
 // Only modes that the decoder has.
-Format chooseFormat(Bytes& in) {
+Format chooseFormat(Input& in) {
     constexpr unsigned available = 0b1011110001;
     const unsigned flags = in.next();
     const unsigned annexes = (in.next() << 2 | flags >> 6) & available;
@@ -30,12 +28,7 @@ int addressBits(const Format& format) {
     return macroblocks <= 48 ? 6 : macroblocks <= 99 ? 7 : 9;
 }
 
-void writeBytes(BitWriter& out, Bytes& in) {
-    for (unsigned left = in.next(); left > 0 && !in.empty(); --left)
-        out.put(in.next(), 8);
-}
-
-void writePicture(BitWriter& out, Bytes& in, const Format& format) {
+void writePicture(BitWriter& out, Input& in, const Format& format) {
     const unsigned kind = in.next();
     const unsigned quantiser = 1 + in.next() % 31;
     const bool inter = (kind & 7) != 0;
@@ -81,7 +74,7 @@ void writePicture(BitWriter& out, Bytes& in, const Format& format) {
         out.put(quantiser, 5);
         out.put(0, 2);
     }
-    writeBytes(out, in);
+    fuzz::writeBytes(out, in);
     for (unsigned segments = in.next() % 4; segments > 0; --segments) {
         out.put(1, static_cast<int>(17 + kind % 5));
         if (slices) {
@@ -94,11 +87,11 @@ void writePicture(BitWriter& out, Bytes& in, const Format& format) {
             out.put(0, 2);
             out.put(quantiser, 5);
         }
-        writeBytes(out, in);
+        fuzz::writeBytes(out, in);
     }
 }
 
-std::vector<std::uint8_t> compose(Bytes in) {
+std::vector<std::uint8_t> compose(Input in) {
     BitWriter out;
     const Format format = chooseFormat(in);
     for (int pictures = 0; !in.empty() && pictures < 12; ++pictures)
@@ -109,11 +102,5 @@ std::vector<std::uint8_t> compose(Bytes in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const bool asItStands = data[0] == 0;  // as streams begin with a start code
-    const std::vector<std::uint8_t> stream =
-        asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Bytes(data, size));
-    const auto decoder = codecs::makeH263Decoder();
-    fuzz::decodeAll(*decoder, stream, 1 + size % 97);
-    return 0;
+    return fuzz::runDecoder(*codecs::makeH263Decoder(), data, size, compose);
 }

@@ -11,8 +11,6 @@
 
 namespace {
 
-using fuzz::Bytes;
-
 void putUe(BitWriter& out, unsigned value) {
     int length = 0;
     while ((value + 1) >> (length + 1))
@@ -32,7 +30,7 @@ struct Choice {
     unsigned weightedBiprediction;
 };
 
-Choice writeParameters(BitWriter& out, Bytes& in) {
+Choice writeParameters(BitWriter& out, Input& in) {
     Choice choice{};
     const unsigned flags = in.next(), more = in.next();
     const unsigned width = in.next() % 6, height = in.next() % 6;
@@ -84,7 +82,7 @@ Choice writeParameters(BitWriter& out, Bytes& in) {
 }
 
 // The header up to what belongs to references, which the input provides, and the input's bytes as the data.
-void writeSlice(BitWriter& out, Bytes& in, const Choice& choice, bool first, unsigned frame) {
+void writeSlice(BitWriter& out, Input& in, const Choice& choice, bool first, unsigned frame) {
     const unsigned kind = in.next();
     const bool idr = first || (kind & 15) == 0;
     const unsigned type = idr ? 7 : 5 + kind % 3;  // P, B, I
@@ -125,7 +123,7 @@ void writeSlice(BitWriter& out, Bytes& in, const Choice& choice, bool first, uns
     out.put(1, 1);
 }
 
-std::vector<std::uint8_t> compose(Bytes in) {
+std::vector<std::uint8_t> compose(Input in) {
     BitWriter out;
     const Choice choice = writeParameters(out, in);
     unsigned frame = 0;
@@ -139,11 +137,5 @@ std::vector<std::uint8_t> compose(Bytes in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const bool asItStands = data[0] == 0;  // as streams begin with a start code
-    const std::vector<std::uint8_t> stream =
-        asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Bytes(data, size));
-    const auto decoder = codecs::makeH264Decoder();
-    fuzz::decodeAll(*decoder, stream, 1 + size % 97);
-    return 0;
+    return fuzz::runDecoder(*codecs::makeH264Decoder(), data, size, compose);
 }

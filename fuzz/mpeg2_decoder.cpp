@@ -9,9 +9,7 @@
 
 namespace {
 
-using fuzz::Bytes;
-
-void writeSequence(BitWriter& out, Bytes& in, bool mpeg2) {
+void writeSequence(BitWriter& out, Input& in, bool mpeg2) {
     const unsigned width = 1 + in.next() % 100;
     const unsigned height = 1 + in.next() % 100;
     out.startCode(0xB3);
@@ -34,7 +32,7 @@ void writeSequence(BitWriter& out, Bytes& in, bool mpeg2) {
     out.put(0, 7);
 }
 
-void writePicture(BitWriter& out, Bytes& in, bool mpeg2, bool first) {
+void writePicture(BitWriter& out, Input& in, bool mpeg2, bool first) {
     const unsigned kind = in.next();
     const unsigned type = first ? 1 : 1 + kind % 3;
     out.startCode(0x00);
@@ -62,7 +60,7 @@ void writePicture(BitWriter& out, Bytes& in, bool mpeg2, bool first) {
     }
 }
 
-std::vector<std::uint8_t> compose(Bytes in) {
+std::vector<std::uint8_t> compose(Input in) {
     BitWriter out;
     const bool mpeg2 = in.next() & 1;
     writeSequence(out, in, mpeg2);
@@ -74,12 +72,5 @@ std::vector<std::uint8_t> compose(Bytes in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const bool asItStands = data[0] == 0;  // as streams begin with a start code
-    const std::vector<std::uint8_t> stream =
-        asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Bytes(data, size));
-
-    const auto decoder = codecs::makeMpeg2Decoder();
-    fuzz::decodeAll(*decoder, stream, 1 + size % 97);
-    return 0;
+    return fuzz::runDecoder(*codecs::makeMpeg2Decoder(), data, size, compose);
 }

@@ -10,14 +10,12 @@
 
 namespace {
 
-using fuzz::Bytes;
-
 struct LayerChoice {
     int macroblockBits;  // of a packet header's macroblock number
     bool resyncMarkers;
 };
 
-LayerChoice writeLayer(BitWriter& out, Bytes& in) {
+LayerChoice writeLayer(BitWriter& out, Input& in) {
     const unsigned width = 1 + in.next() % 100;
     const unsigned height = 1 + in.next() % 100;
     const unsigned flags = in.next();
@@ -52,12 +50,7 @@ LayerChoice writeLayer(BitWriter& out, Bytes& in) {
     return {bits, (flags & 4) != 0};
 }
 
-void writeBytes(BitWriter& out, Bytes& in) {
-    for (unsigned left = in.next(); left > 0 && !in.empty(); --left)
-        out.put(in.next(), 8);
-}
-
-void writeVop(BitWriter& out, Bytes& in, const LayerChoice& layer, unsigned& time) {
+void writeVop(BitWriter& out, Input& in, const LayerChoice& layer, unsigned& time) {
     const unsigned kind = in.next();
     const unsigned type = kind % 3;
     const unsigned codes = in.next();
@@ -78,7 +71,7 @@ void writeVop(BitWriter& out, Bytes& in, const LayerChoice& layer, unsigned& tim
     out.put(quantiser, 5);
     if (type != 0) out.put(fcodeForward, 3);
     if (type == 2) out.put(fcodeBackward, 3);
-    writeBytes(out, in);
+    fuzz::writeBytes(out, in);
     const unsigned packets = layer.resyncMarkers ? in.next() % 4 : 0;
     for (unsigned i = 0; i < packets; ++i) {
         out.put(0, 1);
@@ -89,11 +82,11 @@ void writeVop(BitWriter& out, Bytes& in, const LayerChoice& layer, unsigned& tim
         out.put(in.next(), layer.macroblockBits);
         out.put(quantiser, 5);
         out.put(0, 1);  // no header extension
-        writeBytes(out, in);
+        fuzz::writeBytes(out, in);
     }
 }
 
-std::vector<std::uint8_t> compose(Bytes in) {
+std::vector<std::uint8_t> compose(Input in) {
     BitWriter out;
     const LayerChoice layer = writeLayer(out, in);
     unsigned time = 0;
@@ -106,11 +99,5 @@ std::vector<std::uint8_t> compose(Bytes in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const bool asItStands = data[0] == 0;  // as streams begin with a start code
-    const std::vector<std::uint8_t> stream =
-        asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Bytes(data, size));
-    const auto decoder = codecs::makeMpeg4Decoder();
-    fuzz::decodeAll(*decoder, stream, 1 + size % 97);
-    return 0;
+    return fuzz::runDecoder(*codecs::makeMpeg4Decoder(), data, size, compose);
 }

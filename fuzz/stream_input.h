@@ -1,5 +1,5 @@
-// What fuzz targets of whole decoders have in common: an input's bytes as material for a stream, and the run of a
-// decoder.
+// What fuzz targets of whole decoders have in common: the run of a decoder over an input, which is either a stream as it
+// stands or the material for one.
 #ifndef QVOVC_FUZZ_STREAM_INPUT_H
 #define QVOVC_FUZZ_STREAM_INPUT_H
 
@@ -9,25 +9,10 @@
 #include <vector>
 
 #include "common/decoder.h"
+#include "input.h"
+#include "support/bit_writer.h"
 
 namespace fuzz {
-
-// Hands out an input's bytes, then zeros.
-class Bytes {
-  public:
-    Bytes(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-    bool empty() const { return size_ == 0; }
-    unsigned next() {
-        if (size_ == 0) return 0;
-        --size_;
-        return *data_++;
-    }
-
-  private:
-    const std::uint8_t* data_;
-    std::size_t size_;
-};
 
 // Decodes a stream in pieces and reads every sample, so that none of them can lie outside the planes.
 inline void decodeAll(codecs::Decoder& decoder, const std::vector<std::uint8_t>& stream, std::size_t piece) {
@@ -49,6 +34,22 @@ inline void decodeAll(codecs::Decoder& decoder, const std::vector<std::uint8_t>&
     }
     [[maybe_unused]] static volatile unsigned keep;
     keep = sum;
+}
+
+// Writes as many of the input's bytes as its next one says.
+inline void writeBytes(BitWriter& out, Input& in) {
+    for (unsigned left = in.next(); left > 0 && !in.empty(); --left)
+        out.put(in.next(), 8);
+}
+
+// Streams of start codes begin with a zero; everything else is material for compose(Input), which returns a stream.
+template <class Compose>
+int runDecoder(codecs::Decoder& decoder, const std::uint8_t* data, std::size_t size, Compose compose) {
+    if (size == 0) return 0;
+    const bool asItStands = data[0] == 0;
+    decodeAll(decoder, asItStands ? std::vector<std::uint8_t>(data, data + size) : compose(Input(data, size)),
+              1 + size % 97);
+    return 0;
 }
 
 }  // namespace fuzz

@@ -2,123 +2,22 @@
 // mirror the decoder's.
 #include "h264/encoder.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "codecs/encoding.h"
 #include "h264/cavlc.h"
 #include "h264/cavlc_writer.h"
 #include "h264/decoder.h"
 #include "h264/motion_estimator.h"
-#include "support/random.h"
 
 namespace {
 
-using codecs::EncoderSettings;
-using codecs::FrameView;
+using namespace encoding;
 
-// The planes of a picture, one after the other.
-using Samples = std::vector<std::uint8_t>;
-
-Samples samplesOf(const FrameView& frame) {
-    Samples samples;
-    for (const codecs::PlaneView& plane : frame.planes)
-        for (int y = 0; y < plane.height; ++y)
-            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
-    return samples;
-}
-
-FrameView viewOf(const Samples& samples, int width, int height) {
-    FrameView view = {};
-    const int halfWidth = (width + 1) / 2, halfHeight = (height + 1) / 2;
-    const std::uint8_t* const cb = samples.data() + width * height;
-    view.planes = {{{samples.data(), width, width, height},
-                    {cb, halfWidth, halfWidth, halfHeight},
-                    {cb + halfWidth * halfHeight, halfWidth, halfWidth, halfHeight}}};
-    return view;
-}
-
-// What is encoded.
-enum class Content {
-    moving,   // a texture that shifts by parts of a sample, an object that moves over it, some noise
-    noise,    // nothing that could be predicted
-    blinking  // flat macroblocks that change between the extremes
-};
-
-Samples picture(Content content, int width, int height, int number) {
-    Random random(static_cast<std::uint64_t>(number) + 1);
-    Samples samples;
-    const auto sample = [&](int x, int y, int scale) {
-        if (content == Content::noise) return random.range(0, 255);
-        if (content == Content::blinking) return (x * scale / 16 + y * scale / 16 + number) % 2 * 255;
-        const int objectX = x * scale - 3 * number, objectY = y * scale + 2 * number;
-        const bool object = std::abs(objectX - width / 2) < 12 && std::abs(objectY - height / 2) < 9;
-        const int u = 4 * x * scale + 5 * number, v = 4 * y * scale - 3 * number;
-        const int texture = object ? objectX * 7 ^ objectY * 5 : std::abs(u % 160 - 80) + std::abs(v % 224 - 112);
-        return 20 + (texture & 255) * 3 / 4 + random.range(-2, 2);
-    };
-    for (int plane = 0; plane < 3; ++plane) {
-        const int scale = plane == 0 ? 1 : 2;
-        for (int y = 0; y < (height + scale - 1) / scale; ++y)
-            for (int x = 0; x < (width + scale - 1) / scale; ++x)
-                samples.push_back(static_cast<std::uint8_t>(std::clamp(sample(x, y, scale), 0, 255)));
-    }
-    return samples;
-}
-
-struct Encoded {
-    std::vector<std::uint8_t> stream;
-    std::vector<Samples> pictures;  // reconstructions
-    std::string types;
-};
-
-Encoded encode(const EncoderSettings& settings, Content content, int count) {
-    Encoded encoded;
-    const auto encoder = codecs::makeH264Encoder(
-        settings,
-        [&](const std::uint8_t* data, std::size_t size) {
-            encoded.stream.insert(encoded.stream.end(), data, data + size);
-        },
-        [&](const codecs::CodedPicture& coded) {
-            encoded.pictures.push_back(samplesOf(coded.reconstruction));
-            encoded.types += coded.reconstruction.type;
-        });
-    for (int i = 0; i < count; ++i) {
-        const Samples samples = picture(content, settings.width, settings.height, i);
-        encoder->encode(viewOf(samples, settings.width, settings.height));
-    }
-    encoder->finish();
-    return encoded;
-}
-
-void expectDecodes(const Encoded& encoded) {
-    std::size_t shown = 0;
-    const codecs::Decoder::Sink sink = [&](const FrameView& frame) {
-        ASSERT_LT(shown, encoded.pictures.size());
-        EXPECT_TRUE(samplesOf(frame) == encoded.pictures[shown]) << "picture " << shown;
-        ++shown;
-    };
-    const auto decoder = codecs::makeH264Decoder();
-    decoder->decode(encoded.stream.data(), encoded.stream.size(), sink);
-    decoder->finish(sink);
-    EXPECT_EQ(shown, encoded.pictures.size());
-    EXPECT_EQ(decoder->damage().damagedPictures, 0);
-}
-
-double meanError(const Samples& a, const Samples& b) {
-    double sum = 0;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        sum += (a[i] - b[i]) * (a[i] - b[i]);
-    return sum / static_cast<double>(a.size());
-}
-
-EncoderSettings sized(int width, int height) {
-    EncoderSettings settings;
-    settings.width = width;
-    settings.height = height;
-    return settings;
+Encoded encodeH264(const EncoderSettings& settings, Content content, int count) {
+    return encode(codecs::makeH264Encoder, settings, content, count);
 }
 
 TEST(H264Encoder, DecoderShowsTheReconstruction) {
@@ -134,9 +33,9 @@ TEST(H264Encoder, DecoderShowsTheReconstruction) {
             EncoderSettings settings = sized(width, height);
             settings.quantiser = quantiser;
             settings.keyInterval = 5;
-            const Encoded encoded = encode(settings, content, 7);
+            const Encoded encoded = encodeH264(settings, content, 7);
             EXPECT_EQ(encoded.types, "IPPPPIP");
-            expectDecodes(encoded);
+            expectDecodes(codecs::makeH264Decoder, encoded);
             // An error spread evenly over a step has a twelfth of its square; dead zones make more of it.
             const double step = 0.625 * std::exp2(quantiser / 6.0);
             for (int i = 0; i < 7; ++i)
@@ -151,9 +50,9 @@ TEST(H264Encoder, DecoderShowsTheReconstruction) {
 TEST(H264Encoder, RoundsOddSizesUp) {
     EncoderSettings settings = sized(33, 19);
     settings.quantiser = 24;
-    const Encoded encoded = encode(settings, Content::moving, 3);
+    const Encoded encoded = encodeH264(settings, Content::moving, 3);
     EXPECT_EQ(encoded.pictures[0].size(), 34U * 20 * 3 / 2);
-    expectDecodes(encoded);
+    expectDecodes(codecs::makeH264Decoder, encoded);
 }
 
 TEST(H264Encoder, KeepsTheBitRate) {
@@ -161,10 +60,10 @@ TEST(H264Encoder, KeepsTheBitRate) {
         EncoderSettings settings = sized(176, 144);
         settings.bitRate = rate;
         constexpr int count = 75;
-        const Encoded encoded = encode(settings, Content::moving, count);
+        const Encoded encoded = encodeH264(settings, Content::moving, count);
         const double bits = 8.0 * static_cast<double>(encoded.stream.size()) * 25 / count;
         EXPECT_NEAR(bits, static_cast<double>(rate), 0.1 * static_cast<double>(rate));
-        expectDecodes(encoded);
+        expectDecodes(codecs::makeH264Decoder, encoded);
     }
 }
 
