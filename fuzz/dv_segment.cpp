@@ -1,6 +1,7 @@
 // The segment decoders: any 400 bytes. The blocks keep to their bounds, and the form that scales gives what the one
 // that does not gives and inverse quantisation makes of it.
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <vector>
 
