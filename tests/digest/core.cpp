@@ -9,8 +9,10 @@ const DigestEntry putBits("qvoiPutBits", [](Digest& digest, Random& random) {
         std::vector<Qvo32u> words(2000);
         Qvo32u* position = words.data();
         Qvo32u left = 32;
-        for (int i = 0; i < 1900; ++i)
-            writer(&position, &left, static_cast<Qvo32s>(random.next()), static_cast<Qvo32u>(random.range(1, 32)));
+        for (int i = 0; i < 1900; ++i) {
+            const auto value = static_cast<Qvo32s>(random.next());
+            writer(&position, &left, value, static_cast<Qvo32u>(random.range(1, 32)));
+        }
         digest.addAll(words.data(), words.size());
     }
 });

@@ -1,5 +1,6 @@
 // Digests of what the operations give for pseudo-random input. The program prints one line per registered entry;
-// tools/test compares the lines of all builds, which must be the same.
+// tools/test compares the lines of all builds, which must be the same: also across compilers, so that no two draws
+// may stand in one call's arguments.
 #ifndef QVOVC_TESTS_DIGEST_H
 #define QVOVC_TESTS_DIGEST_H
 

@@ -27,8 +27,8 @@ const DigestEntry quantisers("qvoiQuantInv_DV", [](Digest& digest, Random& rando
         Qvo16s block[64];
         random.fill(block, -255, 255);
         if (i % 4 == 0) random.fill(block, -32768, 32767);
-        (i % 2 ? qvoiQuantInv_DV_16s_C1I : qvoiQuantInvWeight_DV_16s_C1I)(block, random.range(0, 15),
-                                                                          random.range(0, 3), random.range(0, 1));
+        const int quantiser = random.range(0, 15), classNumber = random.range(0, 3), mode = random.range(0, 1);
+        (i % 2 ? qvoiQuantInv_DV_16s_C1I : qvoiQuantInvWeight_DV_16s_C1I)(block, quantiser, classNumber, mode);
         digest.addAll(block, 64);
     }
 });

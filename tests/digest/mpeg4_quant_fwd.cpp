@@ -76,8 +76,8 @@ const DigestEntry transRecInter("qvoiTransRecBlockCoef_inter_MPEG4", [](Digest& 
         const int range = random.range(0, 255);
         random.fill(residual.at, -range, range);
         const WeightRecord record(random);
-        qvoiTransRecBlockCoef_inter_MPEG4(residual.data(), levels.data(), residual.data(),
-                                          static_cast<Qvo8u>(random.range(1, 31)),
+        const auto QP = static_cast<Qvo8u>(random.range(1, 31));
+        qvoiTransRecBlockCoef_inter_MPEG4(residual.data(), levels.data(), residual.data(), QP,
                                           random.chance(50) ? record.data() : nullptr);
         digest.addAll(levels.data(), 64);
         digest.addAll(residual.data(), 64);
@@ -99,9 +99,9 @@ const DigestEntry transRecIntra("qvoiTransRecBlockCoef_intra_MPEG4", [](Digest& 
         const WeightRecord record(random);
         Qvo32s gain = random.chance(80) ? 0 : qvoACPredictionOff;
         const int blockIndex = random.range(0, 9);
+        const auto QP = static_cast<Qvo8u>(random.range(1, 31));
         qvoiTransRecBlockCoef_intra_MPEG4(pixels.data(), levels.data(), pixels.data(), above.data() + 8,
-                                          left.data() + 8, prediction.data(), &gain, blockIndex,
-                                          static_cast<Qvo8u>(random.range(1, 31)), QPs.data(), 8, 8,
+                                          left.data() + 8, prediction.data(), &gain, blockIndex, QP, QPs.data(), 8, 8,
                                           random.chance(50) ? record.data() : nullptr);
         digest.addAll(levels.data(), 64);
         digest.addAll(pixels.data(), 64);

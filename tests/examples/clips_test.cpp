@@ -224,9 +224,6 @@ TEST(OverlappedH263, DecodesAtLeastAsWellAsFfmpeg) {
     }
 }
 
-// H.264 is exact.
-constexpr double exact = 999;
-
 constexpr const char* fading = "testsrc2=s=SIZE:r=25,fade=in:0:20";
 
 #define BASELINE "-c:v libx264 -profile:v baseline -x264-params "

@@ -99,7 +99,7 @@ double Video::psnr(const Video& other, int frame) const {
         const double difference = bytes_[i] - other.bytes_[i];
         error += difference * difference;
     }
-    return error > 0 ? 10 * std::log10(255.0 * 255.0 * static_cast<double>(frameSize_) / error) : 999;
+    return error > 0 ? 10 * std::log10(255.0 * 255.0 * static_cast<double>(frameSize_) / error) : exact;
 }
 
 void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor,
@@ -112,7 +112,7 @@ void expectLikeReference(const std::string& stream, int width, int height, int f
     const Video reference(referenceDecode(stream, pixelFormat), width, height);
     ASSERT_EQ(reference.frames(), frames);
     ASSERT_EQ(ours.frames(), frames);
-    double worst = 999;
+    double worst = exact;
     for (int i = 0; i < frames; ++i) {
         const double psnr = ours.psnr(reference, i);
         worst = std::min(worst, psnr);

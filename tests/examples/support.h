@@ -16,6 +16,9 @@ struct Ran {
 // Runs qvo with these arguments, as in a shell.
 Ran qvo(const std::string& arguments);
 
+// The PSNR of equal frames.
+constexpr double exact = 999;
+
 // A path in this test's own folder.
 std::string workPath(const std::string& name);
 
