@@ -56,8 +56,9 @@ inline Qvo32s PutBits(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qvo32u code, Qvo3
     return moved;
 }
 
-// The bits that follow a byte-stream position. load() fetches five bytes, which is as far as a reader may look and
-// gives 33 bits at least; nothing is fetched again before fewer are left than the next code may have.
+// The bits that follow a byte-stream position. load() fetches four bytes, as far as a reader may look beyond the last
+// bit it has used, also where the next code turns out to be none; that gives 25 bits at least. Nothing is fetched again
+// before fewer are left than the next code may have.
 class BitWindow {
   public:
     BitWindow(const Qvo8u* pByte, Qvo32s offset) : byte_(pByte), used_(offset) { load(); }
@@ -70,14 +71,14 @@ class BitWindow {
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
         head = __builtin_bswap32(head);
 #endif
-        bits_ = (static_cast<Bits>(head) << 8 | byte_[4]) << (24 + used_);
+        bits_ = head << used_;
     }
     // Makes sure that at least n bits can be peeked at.
     void need(Qvo32s n) {
-        if (used_ > 40 - n) load();
+        if (used_ > 32 - n) load();
     }
     Qvo32u peek(Qvo32s n) const {
-        return static_cast<Qvo32u>(bits_ >> (64 - n));
+        return bits_ >> (32 - n);
     }
     void skip(Qvo32s n) {
         bits_ <<= n;
@@ -94,11 +95,9 @@ class BitWindow {
     }
 
   private:
-    using Bits = unsigned long long;
-
     const Qvo8u* byte_;  // the byte that the window was loaded from
     Qvo32s used_;        // bits used since that byte's most significant bit
-    Bits bits_;          // the bits that follow, from the most significant bit
+    Qvo32u bits_;        // the bits that follow, from the most significant bit
 };
 
 // ---- word streams ----

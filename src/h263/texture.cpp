@@ -42,6 +42,7 @@ bool readEscape(BitWindow& bits, bool extended, Event& event) {
     event.level = static_cast<Qvo32s>(bits.get(8) ^ 0x80) - 0x80;
     if (event.level == -128) {
         if (!extended) return false;
+        bits.need(11);
         const Qvo32u low = bits.get(5);
         event.level = static_cast<Qvo32s>((bits.get(6) << 5 | low) ^ 0x400) - 0x400;
     }
