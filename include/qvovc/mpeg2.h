@@ -111,7 +111,7 @@ QVO_API QvoStatus qvoiReconstructDCTBlock_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s
                                                     const Qvo32s* pScanMatrix, Qvo32s QP, const Qvo16s* pQPMatrix,
                                                     Qvo16s* pDstBlock, Qvo32s* pDstSize);
 
-/* An invalid DC size is not reported and counts as size 0. */
+/* An invalid DC size is not reported: it gives back one bit, as its table entry says, and counts as size 0. */
 QVO_API QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* pOffset,
                                                          const QvoVlcTable* pDCSizeTable, const QvoVlcTable* pACTable,
                                                          const Qvo32s* pScanMatrix, Qvo32s QP,

@@ -116,18 +116,13 @@ template <class Form>
     return c.run == qvoRunEscape ? Form::readEscape(bits) : c;
 }
 
-// Reads the difference of an intra DC; false if its size is not in the table.
-[[gnu::always_inline]] inline bool readDCDifference(WordReader& bits, const QvoVlcTable* pDCSizeTable,
-                                                    Qvo32s& difference) {
-    difference = 0;
-    const Qvo32s value = VlcReader(pDCSizeTable).readValue(bits);
-    if (value == qvoVlcInvalid) return false;
-    const Qvo32s size = value & 31;  // a caller's table may hold anything
-    if (size == 0) return true;
+// Reads the difference of an intra DC whose size is known; a caller's table may hold anything.
+[[gnu::always_inline]] inline Qvo32s readDCDifference(WordReader& bits, Qvo32s sizeValue) {
+    const Qvo32s size = sizeValue & 31;
+    if (size == 0) return 0;
     const Qvo32s v = static_cast<Qvo32s>(bits.get(size));
     const Qvo32s negative = (v >> (size - 1)) - 1;  // a mask: the sign is not worth predicting
-    difference = v - (negative & ((1 << size) - 1));
-    return true;
+    return v - (negative & ((1 << size) - 1));
 }
 
 // ---- inverse quantisation of whole blocks ----
@@ -191,9 +186,8 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG1_32s(Qvo32u** ppBitStream, Qvo32s* p
     WordReader bits(*ppBitStream, *pOffset);
     Block block{pScanMatrix, pQPMatrix, QP, pDstBlock};
     block.clear();
-    Qvo32s difference;
-    readDCDifference(bits, pDCSizeTable, difference);
-    *pDCPred = wrap16(*pDCPred + 8 * difference);
+    const Qvo32s size = VlcReader(pDCSizeTable).readEntry(bits) >> 8;
+    if (size != qvoVlcInvalid) *pDCPred = wrap16(*pDCPred + 8 * readDCDifference(bits, size));
     block.store(0, *pDCPred);
     const QvoStatus status = readCoefficients<Mpeg1>(bits, VlcReader(pACTable), block);
     bits.store(ppBitStream, pOffset);
@@ -238,9 +232,9 @@ QvoStatus qvoiReconstructDCTBlockIntra_MPEG2_32s(Qvo32u** ppBitStream, Qvo32s* p
     Block block{pScanMatrix, pQPMatrix, QP, pDstBlock};
     block.clear();
     QvoStatus status = qvoStatusVlcError;
-    Qvo32s difference;
-    if (readDCDifference(bits, pDCSizeTable, difference)) {
-        *pDCPred = wrap16(*pDCPred + difference);
+    const Qvo32s size = VlcReader(pDCSizeTable).readValue(bits);
+    if (size != qvoVlcInvalid) {
+        *pDCPred = wrap16(*pDCPred + readDCDifference(bits, size));
         block.store(0, *pDCPred << shiftDCVal);
         status = readCoefficients<Mpeg2Intra>(bits, VlcReader(pACTable), block);
     }

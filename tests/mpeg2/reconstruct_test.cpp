@@ -79,7 +79,7 @@ Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, co
     };
 
     if (form.intra) {
-        const std::vector<Qvo32s>* entry = tables.slowDc.read(reader, 0);
+        const std::vector<Qvo32s>* entry = tables.slowDc.read(reader, form.mpeg2 ? 0 : 1);
         if (entry == nullptr && form.mpeg2) return finish(qvoStatusVlcError);
         const int size = entry == nullptr ? 0 : entry->front();
         int difference = reader.get(size);
