@@ -146,7 +146,8 @@ QVO_API extern const Qvo8u _qvoMVDTAB2[65][2];
  * SendDiffMV writes a difference at a byte-stream position and advances it: F1 for an fcode of 1, Fn for one of 2..7.
  * Four bytes are stored from the current one, and eight if the codes reach beyond these; the bits behind them become 0.
  *
- * scaleMV wraps a component of a difference into the range of fcode and splits it into motion code and residual. */
+ * scaleMV wraps a component of a difference once, by 32 << fcode toward the range of fcode, -(16 << fcode) to
+ * (16 << fcode) - 1, and splits it into motion code and residual. The others wrap as often as it needs. */
 QVO_API QvoStatus _qvoiSendDiffMV_F1_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const QvoMotionVector* pDiffMV);
 QVO_API QvoStatus _qvoiSendDiffMV_Fn_MPEG4(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const QvoMotionVector* pDiffMV,
                                            Qvo32s fcode);

@@ -19,9 +19,15 @@ constexpr Qvo8u _qvoMVDTAB2[65][2] = {
 
 namespace {
 
-// Into -range..range - 1. Differences of valid vectors need one step at most; any others, which only the vectors
-// that are not checked give, take as many as it needs, so that there always is a code.
-Qvo32s wrapDifference(Qvo32s difference, Qvo32s range) {
+// Into -range..range - 1, for a difference that is beyond by less than 2 * range, as those of valid vectors are.
+Qvo32s wrapOnce(Qvo32s difference, Qvo32s range) {
+    if (difference < -range) return difference + 2 * range;
+    return difference > range - 1 ? difference - 2 * range : difference;
+}
+
+// The vectors that are not checked give any difference: these take as many steps as it needs, so that there always is
+// a code.
+Qvo32s wrapFully(Qvo32s difference, Qvo32s range) {
     return ((difference + range) & (2 * range - 1)) - range;
 }
 
@@ -57,10 +63,9 @@ struct Component {
     Qvo32s residual;
 };
 
-Component split(Qvo32s difference, Qvo32s fcode) {
-    const Qvo32s residualBits = fcode - 1;
-    const Qvo32s wrapped = wrapDifference(difference, 32 << residualBits);
+Component split(Qvo32s wrapped, Qvo32s fcode) {
     if (wrapped == 0) return {0, 0};
+    const Qvo32s residualBits = fcode - 1;
     const Qvo32s size = wrapped < 0 ? -wrapped : wrapped;
     const Qvo32s code = ((size - 1) >> residualBits) + 1;
     return {wrapped < 0 ? -code : code, (size - 1) & ((1 << residualBits) - 1)};
@@ -68,7 +73,7 @@ Component split(Qvo32s difference, Qvo32s fcode) {
 
 // With fcode 1 there are no residual bits.
 void putComponent(Bits& to, Qvo32s difference, Qvo32s fcode) {
-    const Component component = split(difference, fcode);
+    const Component component = split(wrapFully(difference, 16 << fcode), fcode);
     to.putMotionCode(component.motionCode);
     if (component.motionCode != 0) to.put(static_cast<Qvo32u>(component.residual), fcode - 1);
 }
@@ -96,7 +101,7 @@ bool allInRange(const QvoMotionVector* pVectors, Qvo32s fcode) {
 }  // namespace
 
 QvoStatus _qvoiscaleMV(Qvo32s* pMotionCode, Qvo32s* pResidual, Qvo16s difference, Qvo32s fcode) {
-    const Component component = split(difference, fcode);
+    const Component component = split(wrapOnce(difference, 16 << fcode), fcode);
     *pMotionCode = component.motionCode;
     *pResidual = component.residual;
     return qvoStatusOk;
