@@ -116,9 +116,9 @@ QVO_API QvoStatus qvoiDCT2x4x8Frw_16s_C1I(Qvo16s* pSrcDst);
  *
  * The row pass comes first. Its constants have 14 fractional bits: sqrt(2) cos(k pi/16), or 1 for k = 0, and for rows
  * 1, 3, 5 and 7 the same divided by sqrt(2) cos(pi/8). It rounds to three fractional bits and keeps 16 bits in all:
- * nothing wraps as long as the magnitudes of each row's coefficients add up to no more than 2900. The column pass has
- * 11585 and 27969 for sin(pi/8) cos(pi/8) and cos(pi/8)^2, 15 fractional bits, and rounds once, at its end. Both
- * round to nearest, halves up.
+ * none of its results wraps as long as the magnitudes of each row's coefficients add up to no more than 2900. The
+ * column pass has 11585 and 27969 for sin(pi/8) cos(pi/8) and cos(pi/8)^2, 15 fractional bits, and rounds once, at its
+ * end; its 32-bit sums wrap where a result lies beyond about -2048..2047. Both round to nearest, halves up.
  *
  * Statuses: -8 pSrcDst is null. */
 QVO_API QvoStatus qvoiDCT2x4x8Inv_16s_C1I(Qvo16s* pSrcDst);
