@@ -1,10 +1,9 @@
 // The integrated block decoders, against the steps of ISO/IEC 14496-2, 7.4, taken one by one on whole blocks: bits read
-// one by one, prediction and inverse quantisation in raster order, the library's transforms.
+// one by one, prediction in raster order, the library's inverse quantisation and transforms.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
-#include <numeric>
 
 #include "mpeg4/texture_codes.h"
 #include "support/random.h"
@@ -19,40 +18,15 @@ int clip(int v) {
     return std::clamp(v, -2048, 2047);
 }
 
-int dequantised(int level, int QP, const Qvo8u* weight, bool intra) {
-    if (level == 0) return 0;
-    const int magnitude = std::abs(level);
-    int coef = QP * (2 * magnitude + 1) - (QP % 2 == 0);
-    if (weight != nullptr) coef = intra ? magnitude * *weight * QP / 8 : (2 * magnitude + 1) * *weight * QP / 16;
-    return clip(level < 0 ? -coef : coef);
-}
-
-void controlMismatch(Levels& coefs) {
-    if (std::accumulate(coefs.begin(), coefs.end(), 0) % 2 == 0)
-        coefs[63] = static_cast<Qvo16s>(coefs[63] % 2 == 0 ? coefs[63] + 1 : coefs[63] - 1);
-}
-
 // The code of a random block with about `count` coefficients in the leading `positions` of the scan.
 std::string randomBlock(const Codes& codes, Random& random, int start, int positions, int count) {
-    std::vector<Event> events;
-    int run = 0;
+    Levels levels = {};
     for (int position = start; position < positions; ++position) {
-        if (random.range(0, positions - 1) >= count && position + 1 < positions) {
-            ++run;
-            continue;
-        }
+        if (random.range(0, positions - 1) >= count && position + 1 < positions) continue;
         const int range = random.chance(80) ? 3 : random.chance(80) ? 30 : 2047;
-        const int level = random.range(1, range) * (random.chance(50) ? 1 : -1);
-        events.push_back({0, run, level});
-        run = 0;
+        levels[ZigzagC[position]] = static_cast<Qvo16s>(random.range(1, range) * (random.chance(50) ? 1 : -1));
     }
-    events.back().last = 1;
-    std::string text;
-    for (const Event& event : events) {
-        const auto forms = codes.allForms(event);
-        text += *std::find_if(forms.begin(), forms.end(), [](const std::string& f) { return !f.empty(); });
-    }
-    return text;
+    return blockCode(levels, ZigzagC, start, [&](Event e) { return codes.firstForm(e); });
 }
 
 // Damages one block in ten.
@@ -79,16 +53,13 @@ TEST(InterBlock, MatchesTheSingleSteps) {
         int last = 63;
         while (last > 0 && levels[static_cast<std::size_t>(last)] == 0)
             --last;
-        for (std::size_t i = 0; i < 64; ++i) {
-            const std::size_t raster = ZigzagC[i];
-            expected[raster] =
-                static_cast<Qvo16s>(dequantised(levels[i], QP, W != nullptr ? W + raster : nullptr, false));
-        }
+        for (std::size_t i = 0; i < 64; ++i)
+            expected[ZigzagC[i]] = levels[i];
+        ASSERT_EQ(qvoStatusOk, qvoiQuantInvInter_MPEG4_16s_I(expected.data(), QP, W));
         const auto isZero = [&](std::initializer_list<std::size_t> indices) {
             return std::all_of(indices.begin(), indices.end(), [&](std::size_t i) { return expected[i] == 0; });
         };
         if (W != nullptr) {
-            controlMismatch(expected);
             qvoiDCT8x8Inv_16s_C1I(expected.data());
         } else if (last == 0) {
             expected.fill(static_cast<Qvo16s>((expected[0] + 4) >> 3));
@@ -140,27 +111,17 @@ QvoStatus decode(const IntraArguments& a, Stream& stream, Buffers& b) {
                    a.neighbourQP.data(), a.W, a.block, a.dcVLC, a.ac);
 }
 
-int scaledPredictor(int p, int QP, int predQP) {
-    if (QP == predQP) return p;
-    const int magnitude = (std::abs(p) * predQP + QP / 2) / QP;
-    return static_cast<Qvo16s>(p < 0 ? -magnitude : magnitude);
-}
-
 // What the decoder should do. Returns the number of bits used, for failures too.
 std::size_t decodeBySteps(const IntraArguments& a, const std::string& bits, Buffers& b, QvoStatus& status) {
     const int QP = a.QP & 255;
     const bool chrominance = a.block == 4 || a.block == 5;
-    const int known[3] = {b.rowAt(-8), b.columnAt(0), b.rowAt(0)};
-    const auto value = [&](int i) { return known[i] < 0 ? 1024 : known[i]; };
-    const bool above = std::abs(value(0) - value(1)) < std::abs(value(1) - value(2));
-    const bool available = known[above ? 2 : 0] >= 0;
-    const bool predictAC = a.ac != 0 && available;
-    const bool sameMacroblock = above ? a.block == 2 || a.block == 3 : a.block == 1 || a.block == 3;
-    const int predQP = predictAC && !sameMacroblock ? a.neighbourQP[above ? 1 : 0] : QP;
+    const IntraPrediction from = intraPrediction(b.rowAt(-8), b.columnAt(0), b.rowAt(0), a.block);
+    const bool predictAC = a.ac != 0 && from.available;
+    const int predQP = predictAC && !from.sameMacroblock ? a.neighbourQP[from.above] : QP;
     if (predQP < 1 || predQP > 31) return status = qvoStatusQuantRange, 0;
 
     BitReader reader(bits);
-    Levels byPosition = {}, levels = {}, coefs = {};
+    Levels byPosition = {}, levels = {};
     std::size_t used = 0;
     int difference = 0;
     status = a.dcVLC != 0 ? reader.readDC(chrominance, difference) : qvoStatusOk;
@@ -171,13 +132,13 @@ std::size_t decodeBySteps(const IntraArguments& a, const std::string& bits, Buff
         status = qvoStatusTextureVlc;
         return used;
     }
-    const Qvo8u* const scan = a.ac == 0 ? ZigzagC : above ? ZigzagH : ZigzagV;
+    const Qvo8u* const scan = a.ac == 0 ? ZigzagC : from.above ? ZigzagH : ZigzagV;
     for (std::size_t i = 0; i < 64; ++i)
         levels[scan[i]] = byPosition[i];
 
     for (int i = 1; i < 8 && predictAC; ++i) {
-        const int p = above ? b.rowAt(i) : b.columnAt(i);
-        Qvo16s& level = levels[static_cast<std::size_t>(above ? i : 8 * i)];
+        const int p = from.above ? b.rowAt(i) : b.columnAt(i);
+        Qvo16s& level = levels[static_cast<std::size_t>(from.above ? i : 8 * i)];
         const int scaled = scaledPredictor(p, QP, predQP);
         if (p == 0) continue;
         // A level that was not coded takes the neighbour's as it is, even beyond the range.
@@ -189,12 +150,10 @@ std::size_t decodeBySteps(const IntraArguments& a, const std::string& bits, Buff
     }
 
     const int s = dcScaler(QP, chrominance);
-    const int quantised = clip(levels[0] + (value(above ? 2 : 0) + s / 2) / s);
-    for (std::size_t i = 1; i < 64; ++i)
-        coefs[i] = static_cast<Qvo16s>(dequantised(levels[i], QP, a.W != nullptr ? a.W + i : nullptr, true));
-    const Qvo16s dc = coefs[0] = static_cast<Qvo16s>(clip(quantised * s));
-    if (a.W != nullptr) controlMismatch(coefs);
-    qvoiDCT8x8Inv_16s8u_C1R(coefs.data(), b.pixels.data(), pixelStep);
+    levels[0] = static_cast<Qvo16s>(clip(levels[0] + (from.dc + s / 2) / s));
+    qvoiQuantInvIntra_MPEG4_16s_I(levels.data(), QP, a.W, chrominance ? qvoVideoChrominance : qvoVideoLuminance);
+    const Qvo16s dc = levels[0];
+    qvoiDCT8x8Inv_16s8u_C1R(levels.data(), b.pixels.data(), pixelStep);
 
     if (a.block == 1) std::swap(b.columnAt(8), b.rowAt(-16));
     b.columnAt(0) = a.block == 3 ? dc : b.rowAt(0);
@@ -248,78 +207,6 @@ TEST(IntraBlock, MatchesTheSingleSteps) {
     }
     for (const QvoStatus status : {qvoStatusOk, qvoStatusTextureVlc, qvoStatusMarkerBit, qvoStatusQuantRange})
         EXPECT_GT(seen[status], 10) << status;
-}
-
-// What later blocks predict from, kept for every block of a picture instead of in buffers.
-struct Neighbour {
-    Qvo16s dc = -1;
-    std::array<Qvo16s, 8> row = {}, column = {};
-};
-
-// Luminance of whole pictures, with macroblocks that are not intra in between, in the buffers that codecs keep: eight
-// entries per block column and a slot in front in the row buffer, two slots in the column buffer. The blocks' update of
-// the buffers then has to bring the right neighbours together everywhere.
-TEST(IntraBlock, BuffersBringNeighboursTogether) {
-    constexpr int columns = 4, rows = 4;
-    Random random(3);
-    for (int picture = 0; picture < 300; ++picture) {
-        Neighbour grid[2 * rows + 1][2 * columns + 1];  // with a border above and to the left
-        int QPs[rows][columns];
-        std::array<Qvo16s, 8 * (2 * columns + 1)> row;
-        std::array<Qvo16s, 16> column;
-        row.fill(-1);
-        for (int y = 0; y < rows; ++y) {
-            row[0] = column[0] = column[8] = -1;
-            for (int x = 0; x < columns; ++x) {
-                Qvo16s* const slot = row.data() + 8 + 16 * x;
-                QPs[y][x] = random.range(1, 31);
-                if (random.chance(20)) {  // not intra
-                    slot[-8] = column[8];
-                    column[0] = slot[8];
-                    slot[0] = slot[8] = column[8] = -1;
-                    continue;
-                }
-                const int ac = random.range(0, 1);
-                for (int block = 0; block < 4; ++block) {
-                    const int gridX = 2 * x + block % 2 + 1, gridY = 2 * y + block / 2 + 1;
-                    IntraArguments a = {QPs[y][x], block, 1, ac, false, {0, 0}, nullptr};
-                    if (x > 0) a.neighbourQP[0] = static_cast<Qvo8u>(QPs[y][x - 1]);
-                    if (y > 0) a.neighbourQP[1] = static_cast<Qvo8u>(QPs[y - 1][x]);
-                    const std::string bits = dcDifference(random.range(-9, 9), false) +
-                                             randomBlock(intraCodes(), random, 1, 20, random.range(1, 5));
-
-                    const Neighbour& left = grid[gridY][gridX - 1];
-                    const Neighbour& above = grid[gridY - 1][gridX];
-                    Buffers b = {};
-                    for (int i = 1; i < 8; ++i) {
-                        b.rowAt(i) = above.row[static_cast<std::size_t>(i)];
-                        b.columnAt(i) = left.column[static_cast<std::size_t>(i)];
-                    }
-                    b.rowAt(-8) = left.dc;
-                    b.rowAt(0) = above.dc;
-                    b.columnAt(0) = grid[gridY - 1][gridX - 1].dc;
-                    QvoStatus status;
-                    decodeBySteps(a, bits, b, status);
-                    Neighbour& current = grid[gridY][gridX];
-                    for (int i = 1; i < 8; ++i) {
-                        current.row[static_cast<std::size_t>(i)] = b.rowAt(i);
-                        current.column[static_cast<std::size_t>(i)] = b.columnAt(i);
-                    }
-                    current.dc = block == 3 ? b.columnAt(0) : b.rowAt(0);
-
-                    Stream stream(bits);
-                    std::array<Qvo8u, 8 * pixelStep> pixels = {};
-                    ASSERT_EQ(status, qvoiDecodeBlockCoef_Intra_MPEG4_1u8u(
-                                          &stream.position, &stream.bitOffset, pixels.data(), pixelStep,
-                                          slot + 8 * (block % 2), column.data() + 8 * (block / 2), a.QP,
-                                          a.neighbourQP.data(), nullptr, block, 1, ac));
-                    ASSERT_EQ(b.pixels, pixels)
-                        << "picture " << picture << " block " << block << " of " << x << ' ' << y;
-                }
-            }
-            row[16 * columns] = column[8];  // as block 1 of a further macroblock would do
-        }
-    }
 }
 
 TEST(BlockDecoders, CheckTheirArguments) {

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -19,55 +18,46 @@ std::size_t index(int i) {
 
 // ---- repetitive padding ----
 
-// A square of samples with their opacity, padded sample by sample as ISO/IEC 14496-2, 7.6.1.1 and 7.6.1.2 define it.
-struct Block {
-    int size;
-    std::vector<int> sample;
+// The value between the nearest known samples before and behind position i of a line; -1 if there is none.
+int between(int i, int length, const std::function<int(int)>& known) {
+    int before = -1, behind = -1;
+    for (int k = i; k >= 0 && before < 0; --k)
+        before = known(k);
+    for (int k = i; k < length && behind < 0; ++k)
+        behind = known(k);
+    if (before < 0) return behind;
+    return behind < 0 ? before : (before + behind + 1) / 2;
+}
+
+// A block of n x n samples, of which the transparent ones are -1, padded as ISO/IEC 14496-2, 7.6.1.1 and 7.6.1.2 define
+// it. All of it remains -1 if all is transparent.
+std::vector<int> paddedBlock(int n, const std::vector<int>& samples) {
+    std::vector<int> rows(samples.size()), block(samples.size());
+    for (int i = 0; i < n * n; ++i)
+        rows[index(i)] = between(i % n, n, [&](int k) { return samples[index(i - i % n + k)]; });
+    for (int i = 0; i < n * n; ++i)
+        block[index(i)] = between(i / n, n, [&](int k) { return rows[index(i % n + n * k)]; });
+    return block;
+}
+
+// Bytes of a shape: mostly runs of 0 and 255, rarely values between, which change nothing. Returns what is opaque.
+std::vector<bool> fillShape(Guarded<Qvo8u>& shape, int size, Random& random) {
     std::vector<bool> opaque;
-
-    explicit Block(int n) : size(n), sample(index(n * n)), opaque(index(n * n)) {}
-    std::size_t at(int x, int y) const { return index(size * y + x); }
-
-    // The value between the nearest known samples before and behind position i of a line; -1 if there is none.
-    static int between(int i, int length, const std::function<int(int)>& known) {
-        int before = -1, behind = -1;
-        for (int k = i; k >= 0 && before < 0; --k)
-            before = known(k);
-        for (int k = i; k < length && behind < 0; ++k)
-            behind = known(k);
-        if (before < 0) return behind;
-        return behind < 0 ? before : (before + behind + 1) / 2;
-    }
-
-    bool pad() {
-        std::vector<int> rows(sample.size());
-        for (int y = 0; y < size; ++y)
-            for (int x = 0; x < size; ++x)
-                rows[at(x, y)] = between(x, size, [&](int k) { return opaque[at(k, y)] ? sample[at(k, y)] : -1; });
-        if (*std::max_element(rows.begin(), rows.end()) < 0) return false;
-        for (int y = 0; y < size; ++y)
-            for (int x = 0; x < size; ++x)
-                sample[at(x, y)] = between(y, size, [&](int k) { return rows[at(x, k)]; });
-        return true;
-    }
-};
-
-// Bytes of a shape: mostly runs of 0 and 255, rarely values between, which change nothing.
-void fillShape(Guarded<Qvo8u>& shape, int size, Block& block, Random& random) {
-    const int density = random.range(0, 3), between = random.chance(30) ? 10 : 0;
-    bool opaque = false;
+    const int density = random.range(0, 3), strange = random.chance(30) ? 10 : 0;
+    bool next = false;
     for (int y = 0; y < size; ++y) {
         const bool empty = random.chance(30);
         bool run = false;
         for (int x = 0; x < size; ++x) {
-            if (random.chance(30)) opaque = !empty && random.range(0, 3) <= density - (density == 3 ? 0 : 1);
-            if (empty) opaque = false;
-            const bool odd = random.chance(between);
-            shape[block.at(x, y)] = static_cast<Qvo8u>(odd ? random.range(1, 254) : opaque ? 255 : 0);
-            if (!odd) run = opaque;
-            block.opaque[block.at(x, y)] = run;
+            if (random.chance(30)) next = random.range(0, 3) <= density - (density == 3 ? 0 : 1);
+            next = next && !empty;
+            const bool between = random.chance(strange);
+            shape[opaque.size()] = static_cast<Qvo8u>(between ? random.range(1, 254) : next ? 255 : 0);
+            if (!between) run = next;
+            opaque.push_back(run);
         }
     }
+    return opaque;
 }
 
 TEST(PadCurrent, BothSizes) {
@@ -75,22 +65,22 @@ TEST(PadCurrent, BothSizes) {
     int transparent = 0;
     for (int round = 0; round < 6000; ++round) {
         const int size = round % 2 ? 16 : 8;
-        const auto pad = round % 2 ? qvoiPadCurrent_16x16_MPEG4_8u_I : qvoiPadCurrent_8x8_MPEG4_8u_I;
-        Block block(size);
-        const int step = size + random.range(0, 5);
-        Guarded<Qvo8u> shape(index(size * size)), texture(index(step * (size - 1) + size));
-        fillShape(shape, size, block, random);
-        random.fill(texture, 0, 255);
-        std::vector<Qvo8u> expected(texture.begin(), texture.end());
-        const auto inTexture = [&](int i) { return index(step * (i / size) + i % size); };
+        Plane<Qvo8u> texture(size, size, size + random.range(0, 5), Guard::after);
+        texture.fill(random, 0, 255);
+        Guarded<Qvo8u> shape(index(size * size));
+        const std::vector<bool> opaque = fillShape(shape, size, random);
+        std::vector<int> samples;
         for (int i = 0; i < size * size; ++i)
-            block.sample[index(i)] = texture[inTexture(i)];
-        const bool padded = block.pad();
-        for (int i = 0; i < size * size && padded; ++i)
-            expected[inTexture(i)] = static_cast<Qvo8u>(block.sample[index(i)]);
-        transparent += !padded;
-        ASSERT_EQ(padded ? qvoStatusOk : qvoStatusTransparent, pad(texture.data(), step, shape.data()));
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), texture.begin())) << "round " << round;
+            samples.push_back(opaque[index(i)] ? texture.at(i % size, i / size) : -1);
+        const std::vector<int> padded = paddedBlock(size, samples);
+        const auto expected = padded[0] < 0
+                                  ? texture.contents()
+                                  : texture.contentsWith([&](int x, int y) { return padded[index(size * y + x)]; });
+        transparent += padded[0] < 0;
+        const auto pad = size == 16 ? qvoiPadCurrent_16x16_MPEG4_8u_I : qvoiPadCurrent_8x8_MPEG4_8u_I;
+        ASSERT_EQ(padded[0] < 0 ? qvoStatusTransparent : qvoStatusOk,
+                  pad(texture.origin(), texture.step(), shape.data()));
+        ASSERT_EQ(expected, texture.contents()) << "round " << round;
     }
     EXPECT_GT(transparent, 20);
     EXPECT_LT(transparent, 4000);
@@ -98,236 +88,170 @@ TEST(PadCurrent, BothSizes) {
 
 // ---- pictures ----
 
-// A plane in memory that ends with its last sample, and what is expected of it.
-struct Plane {
-    int step;
-    Guarded<Qvo8u> memory;
-    std::vector<Qvo8u> expected;
-
-    Plane(int width, int height, int rowStep, Random& random)
-        : step(rowStep), memory(index(rowStep * (height - 1) + width)) {
-        random.fill(memory, 0, 255);
-        expected.assign(memory.begin(), memory.end());
-    }
-    Qvo8u* block(int x, int y, int size) { return memory.data() + size * (step * y + x); }
-    Qvo8u& expect(int x, int y) { return expected[index(step * y + x)]; }
-    bool matches() { return std::equal(expected.begin(), expected.end(), memory.begin()); }
-};
-
-// Luminance, two chrominance planes and alpha, of columns x rows macroblocks.
+// Luminance, two chrominance planes and alpha, of 3x3 macroblocks, and what is expected of them.
 struct Picture {
-    int columns, rows;
     int lumaStep, chromaStep;
-    Plane y, cb, cr, alpha;
+    Plane<Qvo8u> planes[4], expected[4];
 
-    Picture(int c, int r, Random& random)
-        : columns(c),
-          rows(r),
-          lumaStep(16 * c + 4 * random.range(0, 3)),
-          chromaStep(8 * c + 4 * random.range(0, 3)),
-          y(16 * c, 16 * r, lumaStep, random),
-          cb(8 * c, 8 * r, chromaStep, random),
-          cr(8 * c, 8 * r, chromaStep, random),
-          alpha(16 * c, 16 * r, lumaStep, random) {}
-
-    // Calls f for each plane that takes part, with the size of its blocks.
-    void forPlanes(bool withAlpha, const std::function<void(Plane&, int)>& f) {
-        f(y, 16);
-        f(cb, 8);
-        f(cr, 8);
-        if (withAlpha) f(alpha, 16);
+    explicit Picture(Random& random) : Picture(48 + 4 * random.range(0, 3), 24 + 4 * random.range(0, 3)) {
+        for (int p = 0; p < 4; ++p) {
+            planes[p].fill(random, 0, 255);
+            expected[p].restore(planes[p].contents());
+        }
     }
-    bool matches() { return y.matches() && cb.matches() && cr.matches() && alpha.matches(); }
+    Qvo8u* block(int p, int mbX, int mbY) { return &planes[p].at(size(p) * mbX, size(p) * mbY); }
+    static int size(int p) { return p == 1 || p == 2 ? 8 : 16; }
+
+    // Expects value(plane, x, y) of a macroblock's samples.
+    void expect(int mbX, int mbY, bool withAlpha, const std::function<int(int, int, int)>& value) {
+        for (int p = 0; p < (withAlpha ? 4 : 3); ++p)
+            for (int y = size(p) * mbY; y < size(p) * (mbY + 1); ++y)
+                for (int x = size(p) * mbX; x < size(p) * (mbX + 1); ++x)
+                    expected[p].at(x, y) = static_cast<Qvo8u>(value(p, x, y));
+    }
+    bool matches() {
+        return std::equal(planes, planes + 4, expected,
+                          [](auto& a, auto& b) { return a.contents() == b.contents(); });
+    }
+
+  private:
+    Picture(int l, int c)
+        : lumaStep(l),
+          chromaStep(c),
+          planes{{48, 48, l, Guard::after},
+                 {24, 24, c, Guard::after},
+                 {24, 24, c, Guard::after},
+                 {48, 48, l, Guard::after}},
+          expected{{48, 48, l, Guard::after},
+                   {24, 24, c, Guard::after},
+                   {24, 24, c, Guard::after},
+                   {48, 48, l, Guard::after}} {}
 };
 
 TEST(ExtendedPadding, RepeatsColumnsRowsAndValues) {
     Random random;
     for (int round = 0; round < 50; ++round) {
-        Picture p(2, 2, random);
-        const bool withAlpha = round % 2;
-        // From macroblock (0, 0) to its right and downwards, and a gray one in the corner.
-        const auto source = [&](Plane& plane, int x, int y) { return plane.memory.data() + plane.step * y + x; };
-        const int column = random.range(0, 15), row = random.range(0, 15), gray = random.range(0, 255);
-        p.forPlanes(withAlpha, [&](Plane& plane, int n) {
-            for (int y = 0; y < n; ++y)
-                for (int x = 0; x < n; ++x) {
-                    plane.expect(n + x, y) = plane.expect(column * n / 16, y);
-                    plane.expect(x, n + y) = plane.expect(x, row * n / 16);
-                    plane.expect(n + x, n + y) = static_cast<Qvo8u>(gray);
-                }
-        });
+        Picture p(random);
+        const bool alpha = round % 2;
+        // From a column or row of macroblock (0, 0) to its right and downwards, and a gray one in the corner.
+        const int line = random.range(0, 15), gray = random.range(0, 255);
+        const int from[4] = {line, line / 2, line / 2, line};
+        p.expect(1, 0, alpha, [&](int plane, int, int y) { return p.expected[plane].at(from[plane], y); });
+        p.expect(0, 1, alpha, [&](int plane, int x, int) { return p.expected[plane].at(x, from[plane]); });
+        p.expect(1, 1, alpha, [&](int, int, int) { return gray; });
+        Qvo8u *columns[4], *rows[4];
+        for (int i = 0; i < 4; ++i) {
+            columns[i] = i < 3 || alpha ? &p.planes[i].at(from[i], 0) : nullptr;
+            rows[i] = i < 3 || alpha ? &p.planes[i].at(0, from[i]) : nullptr;
+        }
+        ASSERT_EQ(qvoStatusOk, qvoiPadMBHorizontal_MPEG4_8u(columns[0], columns[1], columns[2], columns[3],
+                                                            p.block(0, 1, 0), p.block(1, 1, 0), p.block(2, 1, 0),
+                                                            p.block(3, 1, 0), p.lumaStep, p.chromaStep));
         ASSERT_EQ(qvoStatusOk,
-                  qvoiPadMBHorizontal_MPEG4_8u(
-                      source(p.y, column, 0), source(p.cb, column / 2, 0), source(p.cr, column / 2, 0),
-                      withAlpha ? source(p.alpha, column, 0) : nullptr, p.y.block(1, 0, 16), p.cb.block(1, 0, 8),
-                      p.cr.block(1, 0, 8), p.alpha.block(1, 0, 16), p.lumaStep, p.chromaStep));
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiPadMBVertical_MPEG4_8u(source(p.y, 0, row), source(p.cb, 0, row / 2), source(p.cr, 0, row / 2),
-                                             withAlpha ? source(p.alpha, 0, row) : nullptr, p.y.block(0, 1, 16),
-                                             p.cb.block(0, 1, 8), p.cr.block(0, 1, 8), p.alpha.block(0, 1, 16),
-                                             p.lumaStep, p.chromaStep));
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiPadMBGray_MPEG4_8u(static_cast<Qvo8u>(gray), p.y.block(1, 1, 16), p.cb.block(1, 1, 8),
-                                         p.cr.block(1, 1, 8), withAlpha ? p.alpha.block(1, 1, 16) : nullptr,
-                                         p.lumaStep, p.chromaStep));
+                  qvoiPadMBVertical_MPEG4_8u(rows[0], rows[1], rows[2], rows[3], p.block(0, 0, 1), p.block(1, 0, 1),
+                                             p.block(2, 0, 1), p.block(3, 0, 1), p.lumaStep, p.chromaStep));
+        ASSERT_EQ(qvoStatusOk, qvoiPadMBGray_MPEG4_8u(static_cast<Qvo8u>(gray), p.block(0, 1, 1), p.block(1, 1, 1),
+                                                      p.block(2, 1, 1), alpha ? p.block(3, 1, 1) : nullptr,
+                                                      p.lumaStep, p.chromaStep));
         ASSERT_TRUE(p.matches());
     }
 }
 
-enum Kind { allTransparent, boundary, allOpaque };
+// The shape of a macroblock, 16 rows of 16 bits with at least one opaque sample.
+struct BinaryShape {
+    int step;
+    Guarded<Qvo8u> bits;
 
-// The shape of a whole picture.
-struct Shape {
-    int columns, rows;
-    std::vector<Kind> kinds;
-    std::vector<bool> opaque;  // of each luminance sample
-
-    Shape(int c, int r, Random& random) : columns(c), rows(r), kinds(index(c * r)), opaque(index(256 * c * r)) {
-        const int transparent = random.range(20, 100);
-        for (int i = 0; i < c * r; ++i) {
-            Kind& kind = kinds[index(i)];
-            kind = random.chance(transparent) ? allTransparent : random.chance(50) ? allOpaque : boundary;
-            const int x = 16 * (i % c), y = 16 * (i / c), density = random.chance(30) ? 1 : 50;
-            for (int k = 0; k < 256; ++k)
-                opaque[at(x + k % 16, y + k / 16)] =
-                    kind == allOpaque || (kind == boundary && random.chance(density));
-            if (kind == boundary) opaque[at(x + random.range(0, 15), y + random.range(0, 15))] = true;
-        }
+    explicit BinaryShape(Random& random) : step(random.range(2, 5)), bits(index(15 * step + 2)) {
+        const int density = random.chance(30) ? 1 : 50;
+        for (int i = 0; i < 256; ++i)
+            if (random.chance(density)) set(i % 16, i / 16);
+        set(random.range(0, 15), random.range(0, 15));
     }
-    std::size_t at(int x, int y) const { return index(16 * columns * y + x); }
-    Kind kind(int x, int y) const {
-        return x < 0 || y < 0 || x >= columns || y >= rows ? allTransparent : kinds[index(columns * y + x)];
+    Qvo8u& byteOf(int x, int y) { return bits[index(step * y + x / 8)]; }
+    void set(int x, int y) { byteOf(x, y) = static_cast<Qvo8u>(byteOf(x, y) | 128 >> x % 8); }
+    bool opaque(int x, int y) { return byteOf(x, y) << x % 8 & 128; }
+    // Chrominance is opaque where any of four samples of the luminance is.
+    bool opaqueChroma(int x, int y) {
+        return opaque(2 * x, 2 * y) || opaque(2 * x + 1, 2 * y) || opaque(2 * x, 2 * y + 1) ||
+               opaque(2 * x + 1, 2 * y + 1);
     }
 };
 
-// What padding makes of a plane whose samples are `scale` (1 or 2) samples of the shape apart: repetitive padding of
-// the macroblocks with opaque samples; then each transparent one takes the adjoining line of its left, upper, right
-// or lower neighbour, the first that has opaque samples, or is gray (ISO/IEC 14496-2, 7.6.1.3).
-void padPlane(Plane& plane, const Shape& shape, int scale, Qvo8u gray) {
-    const int n = 16 / scale;
-    for (int i = 0; i < shape.columns * shape.rows; ++i) {
-        const int left = n * (i % shape.columns), top = n * (i / shape.columns);
-        if (shape.kinds[index(i)] != boundary) continue;
-        Block block(n);
-        for (int y = 0; y < n; ++y)
-            for (int x = 0; x < n; ++x) {
-                block.sample[block.at(x, y)] = plane.expect(left + x, top + y);
-                bool any = false;
-                for (int k = 0; k < scale * scale; ++k)
-                    any =
-                        any || shape.opaque[shape.at(scale * (left + x) + k % scale, scale * (top + y) + k / scale)];
-                block.opaque[block.at(x, y)] = any;
-            }
-        ASSERT_TRUE(block.pad());
-        for (int y = 0; y < n; ++y)
-            for (int x = 0; x < n; ++x)
-                plane.expect(left + x, top + y) = static_cast<Qvo8u>(block.sample[block.at(x, y)]);
+std::array<std::vector<int>, 4> paddedMacroblock(Picture& p, int mbX, int mbY, BinaryShape& shape) {
+    std::array<std::vector<int>, 4> blocks;
+    for (int plane = 0; plane < 4; ++plane) {
+        const int n = p.size(plane);
+        std::vector<int> samples;
+        for (int i = 0; i < n * n; ++i) {
+            const bool opaque = n == 16 ? shape.opaque(i % n, i / n) : shape.opaqueChroma(i % n, i / n);
+            samples.push_back(opaque ? p.block(plane, mbX, mbY)[p.planes[plane].step() * (i / n) + i % n] : -1);
+        }
+        blocks[index(plane)] = paddedBlock(n, samples);
     }
-    for (int i = 0; i < shape.columns * shape.rows; ++i) {
-        const int mbX = i % shape.columns, mbY = i / shape.columns, left = n * mbX, top = n * mbY;
-        if (shape.kinds[index(i)] != allTransparent) continue;
-        for (int y = 0; y < n; ++y)
-            for (int x = 0; x < n; ++x)
-                plane.expect(left + x, top + y) = shape.kind(mbX - 1, mbY)   ? plane.expect(left - 1, top + y)
-                                                  : shape.kind(mbX, mbY - 1) ? plane.expect(left + x, top - 1)
-                                                  : shape.kind(mbX + 1, mbY) ? plane.expect(left + n, top + y)
-                                                  : shape.kind(mbX, mbY + 1) ? plane.expect(left + x, top + n)
-                                                                             : gray;
-    }
+    return blocks;
 }
 
-TEST(MacroblockPadding, PadsWholePicturesInRasterOrder) {
+// A macroblock anywhere in the picture, of any kind and with any neighbours.
+TEST(MacroblockPadding, PadsTheMacroblockAndThoseThatWaited) {
     Random random;
-    for (int round = 0; round < 400; ++round) {
-        const int columns = random.range(1, 5), rows = random.range(1, 4);
-        Picture p(columns, rows, random);
-        const Shape shape(columns, rows, random);
-        const bool withAlpha = round % 2;
-        const Qvo8u gray = static_cast<Qvo8u>(random.range(0, 255));
-        p.forPlanes(withAlpha, [&](Plane& plane, int n) { padPlane(plane, shape, 16 / n, gray); });
+    for (int round = 0; round < 6000; ++round) {
+        Picture p(random);
+        BinaryShape shape(random);
+        enum { transparent, partial, opaque };
+        const int x = random.range(0, 2), y = random.range(0, 2), kind = random.range(0, 2);
+        const bool alpha = random.chance(50);
+        const Qvo32s flags[2] = {random.range(-1, 1), random.chance(50) ? 256 : 0};
+        Guarded<Qvo8u> padded(index(x + 1));
+        for (Qvo8u& mark : padded)
+            mark = static_cast<Qvo8u>(random.chance(50) ? 0 : random.range(1, 255));
+        std::vector<Qvo8u> marks(padded.begin(), padded.end());
+        const bool left = x > 0 && flags[0] != 0, above = y > 0 && flags[1] != 0;
+        const bool leftWaits = x > 0 && !left && marks[index(x - 1)] == 0;
+        const bool aboveWaits = y > 0 && !above && marks[index(x)] == 0;
 
-        Guarded<Qvo8u> padded(index(columns));
-        random.fill(padded, 0, 255);  // nothing is taken from the row above the first
-        const int shapeStep = random.range(2, 5);
-        Guarded<Qvo8u> bits(index(15 * shapeStep + 2));
-        for (int y = 0; y < rows; ++y)
-            for (int x = 0; x < columns; ++x) {
-                const Qvo32s flags[2] = {x > 0 ? -shape.kind(x - 1, y) : round % 3,
-                                         y > 0 ? 256 * shape.kind(x, y - 1) : round % 5};
-                Qvo8u *const pY = p.y.block(x, y, 16), *const pCb = p.cb.block(x, y, 8);
-                Qvo8u *const pCr = p.cr.block(x, y, 8), *const pA = withAlpha ? p.alpha.block(x, y, 16) : nullptr;
-                const Kind kind = shape.kind(x, y);
-                // Besides itself a macroblock marks the neighbours that it fills.
-                std::vector<Qvo8u> marks(padded.begin(), padded.end());
-                const auto mark = [&](bool fills, int column) {
-                    if (fills && marks[index(column)] == 0) marks[index(column)] = 1;
-                };
-                if (kind != allTransparent) {
-                    if (x > 0) mark(!shape.kind(x - 1, y), x - 1);
-                    if (y > 0) mark(!shape.kind(x, y - 1), x);
-                } else {
-                    marks[index(x)] = shape.kind(x - 1, y) || shape.kind(x, y - 1);
-                }
-                QvoStatus status;
-                if (kind == allTransparent) {
-                    status = qvoiPadMBTransparent_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), gray, x, y,
-                                                               columns, rows, p.lumaStep, p.chromaStep);
-                } else if (kind == boundary) {
-                    for (int k = 0; k < 16; ++k) {
-                        Qvo8u* const row = &bits[index(k * shapeStep)];
-                        row[0] = row[1] = 0;
-                        for (int i = 0; i < 16; ++i)
-                            if (shape.opaque[shape.at(16 * x + i, 16 * y + k)])
-                                row[i / 8] = static_cast<Qvo8u>(row[i / 8] | 128 >> i % 8);
-                    }
-                    status = qvoiPadMBPartial_MPEG4_8u_P4R(bits.data(), flags, pY, pCb, pCr, pA, padded.data(), x, y,
-                                                           p.lumaStep, p.chromaStep, shapeStep);
-                } else {
-                    status = qvoiPadMBOpaque_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), x, y, p.lumaStep,
-                                                          p.chromaStep);
-                }
-                ASSERT_EQ(qvoStatusOk, status);
-                ASSERT_TRUE(std::equal(marks.begin(), marks.end(), padded.begin())) << "round " << round;
-            }
-        ASSERT_TRUE(p.matches()) << "round " << round;
-    }
-}
-
-// Of a whole picture one sees what is left at the end; this is what one call writes on the way.
-TEST(MacroblockPadding, ATransparentMacroblockTouchesNoMoreThanItMust) {
-    Random random;
-    for (int state = 0; state < 64; ++state) {
-        const bool left = state & 1, above = state & 2, leftPadded = state & 4, abovePadded = state & 8;
-        const int x = state & 16 ? 2 : 1, y = state & 32 ? 2 : 1;
-        const Qvo32s flags[2] = {left, above};
-        Qvo8u padded[3] = {55, 66, 77};
-        padded[x - 1] = leftPadded;
-        padded[x] = abovePadded;
-        std::array<int, 3> marks = {padded[0], padded[1], padded[2]};
-        marks[index(x)] = left || above;
-
-        Picture p(3, 3, random);
-        p.forPlanes(true, [&](Plane& plane, int n) {
-            const auto fill = [&](int mbX, int mbY, const std::function<int(int, int)>& value) {
-                for (int j = n * mbY; j < n * mbY + n; ++j)
-                    for (int i = n * mbX; i < n * mbX + n; ++i)
-                        plane.expect(i, j) = static_cast<Qvo8u>(value(i, j));
-            };
-            const auto gray = [](int, int) { return 99; };
+        // Columns and rows as they are, or as they will be, in the macroblock and around it.
+        const auto column = [&](int atX) {
+            return [&p, x, atX](int plane, int, int j) { return p.expected[plane].at(p.size(plane) * x + atX, j); };
+        };
+        const auto row = [&](int atY) {
+            return [&p, y, atY](int plane, int i, int) { return p.expected[plane].at(i, p.size(plane) * y + atY); };
+        };
+        const auto gray = [](int, int, int) { return 99; };
+        Qvo8u *const pY = p.block(0, x, y), *const pCb = p.block(1, x, y), *const pCr = p.block(2, x, y);
+        Qvo8u* const pA = alpha ? p.block(3, x, y) : nullptr;
+        if (kind == transparent) {
             if (left)
-                fill(x, y, [&](int, int j) { return plane.expect(n * x - 1, j); });
+                p.expect(x, y, alpha, column(-1));
             else if (above)
-                fill(x, y, [&](int i, int) { return plane.expect(i, n * y - 1); });
+                p.expect(x, y, alpha, row(-1));
             else if (x == 2 && y == 2)
-                fill(x, y, gray);
-            if (!above && !abovePadded) fill(x, y - 1, gray);
-            if (!left && !leftPadded && y == 2) fill(x - 1, y, gray);
-        });
-        ASSERT_EQ(qvoStatusOk, qvoiPadMBTransparent_MPEG4_8u_P4R(flags, p.y.block(x, y, 16), p.cb.block(x, y, 8),
-                                                                 p.cr.block(x, y, 8), p.alpha.block(x, y, 16), padded,
-                                                                 99, x, y, 3, 3, p.lumaStep, p.chromaStep));
-        EXPECT_TRUE(p.matches()) << "state " << state;
-        EXPECT_EQ(marks, (std::array<int, 3>{padded[0], padded[1], padded[2]})) << "state " << state;
+                p.expect(x, y, alpha, gray);
+            if (leftWaits && y == 2) p.expect(x - 1, y, alpha, gray);
+            if (aboveWaits) p.expect(x, y - 1, alpha, gray);
+            marks[index(x)] = left || above;
+            ASSERT_EQ(qvoStatusOk, qvoiPadMBTransparent_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), 99, x, y,
+                                                                     3, 3, p.lumaStep, p.chromaStep));
+        } else {
+            const auto blocks = paddedMacroblock(p, x, y, shape);
+            if (kind == partial)
+                p.expect(x, y, alpha, [&](int plane, int i, int j) {
+                    const int n = p.size(plane);
+                    return blocks[index(plane)][index(j % n * n + i % n)];
+                });
+            if (leftWaits) p.expect(x - 1, y, alpha, column(0));
+            if (aboveWaits) p.expect(x, y - 1, alpha, row(0));
+            if (leftWaits) marks[index(x - 1)] = 1;
+            if (aboveWaits) marks[index(x)] = 1;
+            ASSERT_EQ(qvoStatusOk,
+                      kind == partial
+                          ? qvoiPadMBPartial_MPEG4_8u_P4R(shape.bits.data(), flags, pY, pCb, pCr, pA, padded.data(),
+                                                          x, y, p.lumaStep, p.chromaStep, shape.step)
+                          : qvoiPadMBOpaque_MPEG4_8u_P4R(flags, pY, pCb, pCr, pA, padded.data(), x, y, p.lumaStep,
+                                                         p.chromaStep));
+        }
+        ASSERT_TRUE(p.matches()) << "round " << round << " kind " << kind;
+        ASSERT_TRUE(std::equal(marks.begin(), marks.end(), padded.begin())) << "round " << round;
     }
 }
 

@@ -3,6 +3,7 @@
 #ifndef QVOVC_TESTS_MPEG4_TEXTURE_CODES_H
 #define QVOVC_TESTS_MPEG4_TEXTURE_CODES_H
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <map>
@@ -82,6 +83,10 @@ struct Codes {
         forms[3] = escapeCode + "11" + binary(e.last, 1) + binary(e.run, 6) + "1" + binary(e.level, 12) + "1";
         return forms;
     }
+    std::string firstForm(Event e) const {
+        const auto forms = allForms(e);
+        return *std::find_if(forms.begin(), forms.end(), [](const std::string& form) { return !form.empty(); });
+    }
 };
 
 inline const Codes& intraCodes() {  // table B-16
@@ -117,6 +122,25 @@ inline const Codes& interCodes() {  // table B-17
     return codes;
 }
 
+inline const Qvo8u* const scans[3] = {ZigzagC, ZigzagV, ZigzagH};  // by qvoScanZigzag and so on
+
+// The code of a block from scan position `start` on; codeOf(event) gives the codes of its events.
+template <class CodeOf>
+std::string blockCode(const Levels& block, const Qvo8u* scan, int start, CodeOf codeOf) {
+    std::vector<Event> events;
+    int run = 0;
+    for (int position = start; position < 64; ++position) {
+        const int level = block[scan[position]];
+        if (level != 0) events.push_back({0, run, level});
+        run = level != 0 ? 0 : run + 1;
+    }
+    if (!events.empty()) events.back().last = 1;
+    std::string bits;
+    for (const Event& e : events)
+        bits += codeOf(e);
+    return bits;
+}
+
 // dct_dc_size (tables B-13 and B-14), by chrominance and size.
 inline const char* const dcSizeCodes[2][13] = {
     {"011", "11", "10", "010", "001", "0001", "00001", "000001", "0000001", "00000001", "000000001", "0000000001",
@@ -139,6 +163,29 @@ inline int dcScaler(int QP, bool chrominance) {
     if (QP <= 4) return 8;
     if (chrominance) return QP <= 24 ? (QP + 13) / 2 : QP - 6;
     return QP <= 8 ? 2 * QP : QP <= 24 ? QP + 8 : 2 * QP - 16;
+}
+
+// Half away from zero, in 16 bits.
+inline int scaledPredictor(int p, int QP, int predQP) {
+    if (QP == predQP) return p;
+    const int magnitude = (std::abs(p) * predQP + QP / 2) / QP;
+    return static_cast<Qvo16s>(p < 0 ? -magnitude : magnitude);
+}
+
+// Where an intra block is predicted from, by the DC coefficients around it, negative where there are none (7.4.3.1).
+struct IntraPrediction {
+    bool above;
+    bool available;
+    bool sameMacroblock;  // is that of the neighbour, which has the same quantiser
+    int dc;
+};
+
+inline IntraPrediction intraPrediction(int left, int aboveLeft, int above, int block) {
+    const auto value = [](int dc) { return dc < 0 ? 1024 : dc; };
+    const auto distance = [&](int a, int b) { return std::abs(value(a) - value(b)); };
+    if (distance(left, aboveLeft) < distance(aboveLeft, above))
+        return {true, above >= 0, block == 2 || block == 3, value(above)};
+    return {false, left >= 0, block == 1 || block == 3, value(left)};
 }
 
 // Reads a string of bits one by one and throws away what does not decode.

@@ -1,4 +1,5 @@
-// Motion vectors: decoding against an encoder, prediction from a map of the neighbourhood, the rest from definitions.
+// Motion vectors: decoding and encoding against one another's bits, prediction from a map of the neighbourhood, the rest
+// from definitions.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 
 #include "mpeg4/bit_stream.h"
 #include "mpeg4/motion_codes.h"
+#include "mpeg4/written.h"
 #include "support/random.h"
 #include "support/statuses.h"
 
@@ -60,8 +62,10 @@ int vectorOf(int predictor, int motionCode, int residual, int fcode) {
 // The bits that code a difference, which is taken modulo the range.
 std::string differential(int difference, int fcode) {
     const int f = 1 << (fcode - 1);
-    if (difference < -32 * f) difference += 64 * f;
-    if (difference > 32 * f - 1) difference -= 64 * f;
+    while (difference < -32 * f)
+        difference += 64 * f;
+    while (difference > 32 * f - 1)
+        difference -= 64 * f;
     const int a = std::abs(difference);
     const int code = (a + f - 1) / f;
     return component(difference < 0 ? -code : code, (a - 1) & (f - 1), fcode);
@@ -173,39 +177,65 @@ QvoMotionVector predictorOf(const Blocks& blocks, int block) {
     return {dx, median(&QvoMotionVector::dy)};
 }
 
-// A macroblock and its three neighbours with pseudo-random vectors and flags.
+// A macroblock and its neighbours to the left, above and above to the right, with pseudo-random vectors and flags.
+// Those that do not exist may have flags all the same.
 struct Scene {
-    Vectors left, above, aboveRight, current;
-    Flags leftFlags, aboveFlags, aboveRightFlags, currentFlags;
+    Vectors neighbours[3], current;
+    Flags neighbourFlags[3], currentFlags;
+    bool exists[3];
 
     Scene(Random& random, int range) {
-        for (Vectors* vectors : {&left, &above, &aboveRight, &current})
-            for (auto& vector : *vectors)
+        const auto fill = [&](Vectors& vectors) {
+            for (QvoMotionVector& vector : vectors)
                 vector = randomVector(random, -range, range - 1);
-        for (Flags* flags : {&leftFlags, &aboveFlags, &aboveRightFlags})
+        };
+        fill(current);
+        for (int n = 0; n < 3; ++n) {
+            fill(neighbours[n]);
+            exists[n] = random.chance(80);
             // One flag is enough, and any bit of the word counts.
             for (int i = 0, only = random.range(-2, 3); i < 4; ++i)
-                flags->at[i] = i == only ? 0x80 : 0;
+                neighbourFlags[n].at[i] = i == only ? 0x80 : 0;
+        }
         for (auto& flag : currentFlags.at)
             flag = random.chance(75) ? 255 : 0;
     }
 
-    static bool any(const Flags& flags) {
-        return std::any_of(flags.at, flags.at + 4, [](Qvo8u flag) { return flag != 0; });
-    }
+    const QvoMotionVector* vectors(int n) const { return exists[n] ? neighbours[n].data() : nullptr; }
 
-    // What block `block` is predicted from, if the macroblocks of null pointers do not exist.
-    Blocks blocks(bool hasLeft = true, bool hasAbove = true, bool hasAboveRight = true) const {
+    // What the macroblock's vectors are predicted from.
+    Blocks blocks() const {
         Blocks all;
         for (int i = 0; i < 4; ++i) {
             const std::size_t at = static_cast<std::size_t>(i);
             const int x = i % 2, y = i / 2;
-            if (hasLeft && any(leftFlags)) all[{x - 2, y}] = left[at];
-            if (hasAbove && any(aboveFlags)) all[{x, y - 2}] = above[at];
-            if (hasAboveRight && any(aboveRightFlags)) all[{x + 2, y - 2}] = aboveRight[at];
+            const std::pair<int, int> neighbourPlaces[] = {{x - 2, y}, {x, y - 2}, {x + 2, y - 2}};
+            for (int n = 0; n < 3; ++n)
+                if (exists[n] && std::count(neighbourFlags[n].at, neighbourFlags[n].at + 4, 0) < 4)
+                    all[neighbourPlaces[n]] = neighbours[n][at];
             if (currentFlags.at[i]) all[{x, y}] = current[at];
         }
         return all;
+    }
+
+    QvoStatus predict(QvoMotionVector* predictor, QvoMotionVector* candidates, int block) const {
+        return qvoiFindMVpred_MPEG4(current.data(), vectors(0), vectors(1), vectors(2), neighbourFlags[0].at,
+                                    neighbourFlags[1].at, neighbourFlags[2].at, currentFlags.at, predictor,
+                                    candidates, block);
+    }
+    // The decoder wants vectors of all neighbours.
+    QvoStatus decode(Stream& stream, Vectors& vectors, int fcode, int mbType) const {
+        Flags flags[3];
+        for (int n = 0; n < 3; ++n)
+            flags[n] = exists[n] ? neighbourFlags[n] : Flags{{0, 0, 0, 0}};
+        return qvoiDecodePadMV_PVOP_MPEG4(&stream.position, &stream.bitOffset, neighbours[0].data(),
+                                          neighbours[1].data(), neighbours[2].data(), vectors.data(), flags[0].at,
+                                          flags[1].at, flags[2].at, currentFlags.at, fcode, mbType);
+    }
+    QvoStatus encode(Qvo8u** p, Qvo32s* o, int fcode, int mbType) const {
+        return qvoiEncodeMV_MPEG4_8u16s(p, o, current.data(), vectors(0), vectors(1), vectors(2), currentFlags.at,
+                                        neighbourFlags[0].at, neighbourFlags[1].at, neighbourFlags[2].at, fcode,
+                                        mbType);
     }
 };
 
@@ -213,22 +243,13 @@ TEST(FindMVpred, MatchesTheNeighbourhoodForEveryBlockAndAvailability) {
     Random random;
     for (int round = 0; round < 4000; ++round) {
         const Scene scene(random, 64);
-        const bool hasLeft = random.chance(80), hasAbove = random.chance(80), hasAboveRight = random.chance(80);
-        const Blocks blocks = scene.blocks(hasLeft, hasAbove, hasAboveRight);
         for (int block = 0; block < 4; ++block) {
             QvoMotionVector predictor, predictorAlone;
             std::array<QvoMotionVector, 3> candidates;
-            const auto find = [&](QvoMotionVector* pred, QvoMotionVector* all) {
-                return qvoiFindMVpred_MPEG4(scene.current.data(), hasLeft ? scene.left.data() : nullptr,
-                                            hasAbove ? scene.above.data() : nullptr,
-                                            hasAboveRight ? scene.aboveRight.data() : nullptr, scene.leftFlags.at,
-                                            scene.aboveFlags.at, scene.aboveRightFlags.at, scene.currentFlags.at,
-                                            pred, all, block);
-            };
-            ASSERT_EQ(qvoStatusOk, find(&predictor, candidates.data()));
-            ASSERT_EQ(qvoStatusOk, find(&predictorAlone, nullptr));
-            ASSERT_EQ(candidatesOf(blocks, block), candidates);
-            ASSERT_EQ(predictorOf(blocks, block), predictor);
+            ASSERT_EQ(qvoStatusOk, scene.predict(&predictor, candidates.data(), block));
+            ASSERT_EQ(qvoStatusOk, scene.predict(&predictorAlone, nullptr, block));
+            ASSERT_EQ(candidatesOf(scene.blocks(), block), candidates);
+            ASSERT_EQ(predictorOf(scene.blocks(), block), predictor);
             ASSERT_EQ(predictor, predictorAlone);
         }
     }
@@ -236,65 +257,49 @@ TEST(FindMVpred, MatchesTheNeighbourhoodForEveryBlockAndAvailability) {
 
 // ---- P-VOP macroblocks ----
 
-QvoStatus decodePVOP(CodeStream& stream, const Scene& scene, Vectors& current, int fcode, int mbType) {
-    return qvoiDecodePadMV_PVOP_MPEG4(&stream.position, &stream.bitOffset, scene.left.data(), scene.above.data(),
-                                      scene.aboveRight.data(), current.data(), scene.leftFlags.at,
-                                      scene.aboveFlags.at, scene.aboveRightFlags.at, scene.currentFlags.at, fcode,
-                                      mbType);
+bool hasFourVectors(int mbType) {
+    return mbType == qvoMbInter4V || mbType == qvoMbInter4VQ;
 }
 
-TEST(DecodePadMV, ReadsBackWhatAnEncoderWrites) {
+// One macroblock in five has a bad code: the vector keeps the predictor, and nothing is filled.
+TEST(DecodePadMV, ReadsMacroblocks) {
     Random random;
-    for (int round = 0; round < 4000; ++round) {
-        const int fcode = random.range(1, 7);
+    for (int round = 0; round < 8000; ++round) {
+        const int fcode = random.range(1, 7), mbType = random.range(0, 5);
         const Scene scene(random, 16 << fcode);
-        const int mbType = random.range(0, 5);
-        const bool four = mbType == 2 || mbType == 5;
+        const Blocks blocks = scene.blocks();
+        const bool four = hasFourVectors(mbType);
+        const int broken = random.chance(20) ? random.range(0, 3) : 4;
         std::string bits;
-        std::size_t last = 0;
-        for (int block = 0; block < 4; ++block) {
-            if (four ? !scene.currentFlags.at[block] : block > 0) continue;
-            const QvoMotionVector vector = scene.current[static_cast<std::size_t>(block)];
-            const QvoMotionVector predictor = predictorOf(scene.blocks(), block);
-            last = bits.size() + differential(vector.dx - predictor.dx, fcode).size();
-            bits += differential(vector, predictor, fcode);
-        }
-        Vectors expected = scene.current;
-        if (four)
-            ASSERT_EQ(qvoStatusOk, qvoiPadMV_MPEG4(expected.data(), scene.currentFlags.at));
-        else
-            expected.fill(scene.current[0]);
-
+        std::size_t begin = 0, last = 0;  // of the vector, of its last code
         // Blocks that are not decoded start from what they hold.
-        Vectors decoded = scene.current;
-        for (int block = 0; block < 4; ++block)
-            if (!four || scene.currentFlags.at[block]) decoded[static_cast<std::size_t>(block)] = mv(999, -999);
+        Vectors decoded = scene.current, expected = decoded;
+        QvoStatus status = qvoStatusOk;
+        for (int block = 0; block < (four ? 4 : 1) && status == qvoStatusOk; ++block) {
+            if (four && !scene.currentFlags.at[block]) continue;
+            const QvoMotionVector vector = scene.current[static_cast<std::size_t>(block)];
+            const QvoMotionVector predictor = predictorOf(blocks, block);
+            decoded[static_cast<std::size_t>(block)] = mv(999, -999);
+            begin = bits.size();
+            last = begin + differential(vector.dx - predictor.dx, fcode).size();
+            bits += differential(vector, predictor, fcode);
+            if (block != broken) continue;
+            bits.replace(random.chance(50) ? begin : last, std::string::npos, "000000000001");
+            expected[static_cast<std::size_t>(block)] = predictor;
+            status = qvoStatusMvVlc;
+        }
+        if (status == qvoStatusOk && four)
+            ASSERT_EQ(qvoStatusOk, qvoiPadMV_MPEG4(expected.data(), scene.currentFlags.at));
+        else if (status == qvoStatusOk)
+            expected.fill(scene.current[0]);
+        else
+            last = bits.size() - 12;
+
         CodeStream stream(bits, random.range(0, 7), last);
-        ASSERT_EQ(qvoStatusOk, decodePVOP(stream, scene, decoded, fcode, mbType));
-        ASSERT_EQ(std::ssize(bits), stream.bitsUsed());
+        ASSERT_EQ(status, scene.decode(stream, decoded, fcode, mbType));
+        ASSERT_EQ(static_cast<int>(status == qvoStatusOk ? bits.size() : begin), stream.bitsUsed());
         ASSERT_EQ(expected, decoded) << "type " << mbType;
     }
-}
-
-TEST(DecodePadMV, ABadCodeLeavesThePredictorAndFillsNothing) {
-    Random random(3);
-    Scene scene(random, 32);
-    scene.leftFlags = scene.aboveFlags = scene.aboveRightFlags = scene.currentFlags = Flags();
-    scene.currentFlags.at[0] = 0;
-    const std::string first = differential(scene.current[1], predictorOf(scene.blocks(), 1), 1);
-    const Vectors before = {mv(1, 1), mv(2, 2), mv(3, 3), mv(4, 4)};
-
-    CodeStream four(first + "1" + "000000000001", 6, first.size() + 1);
-    Vectors vectors = before;
-    EXPECT_EQ(qvoStatusMvVlc, decodePVOP(four, scene, vectors, 1, qvoMbInter4V));
-    EXPECT_EQ(std::ssize(first), four.bitsUsed());
-    EXPECT_EQ((Vectors{before[0], scene.current[1], predictorOf(scene.blocks(), 2), before[3]}), vectors);
-
-    CodeStream one("000000000001", 2, 0, 3);
-    vectors = before;
-    EXPECT_EQ(qvoStatusMvVlc, decodePVOP(one, scene, vectors, 1, 0));
-    EXPECT_EQ(0, one.bitsUsed());
-    EXPECT_EQ((Vectors{predictorOf(scene.blocks(), 0), before[1], before[2], before[3]}), vectors);
 }
 
 TEST(PadMV, EachTransparentBlockTakesTheNearestVector) {
@@ -311,6 +316,73 @@ TEST(PadMV, EachTransparentBlockTakesTheNearestVector) {
         ASSERT_EQ(qvoStatusOk, qvoiPadMV_MPEG4(filled.data(), words.at));
         for (std::size_t i = 0; i < 4; ++i)
             EXPECT_EQ(vectors[static_cast<std::size_t>(expected[flags][i] - '0')], filled[i]) << flags << ' ' << i;
+    }
+}
+
+// ---- writing ----
+
+// The first vector and those of the neighbours lie within the range, its upper end included; the others may lie anywhere.
+TEST(EncodeMV, WritesMacroblocks) {
+    Random random;
+    for (int round = 0; round < 8000; ++round) {
+        const int fcode = random.range(1, 7), mbType = random.range(0, 5), limit = 16 << fcode;
+        Scene scene(random, random.chance(50) ? limit : 16);
+        if (random.chance(5)) scene.current[0] = mv(limit, -limit);
+        for (std::size_t block = 1; block < 4; ++block)
+            if (random.chance(10)) scene.current[block] = randomVector(random, -32768, 32767);
+        std::string bits;
+        std::size_t lastVector = 0;
+        for (int block = 0; block < (hasFourVectors(mbType) ? 4 : 1); ++block) {
+            if (!scene.currentFlags.at[block]) continue;
+            lastVector = bits.size();
+            bits += differential(scene.current[static_cast<std::size_t>(block)], predictorOf(scene.blocks(), block),
+                                 fcode);
+        }
+        // Each vector stores groups of four bytes from the one that it begins in.
+        expectWritten(
+            bits, random.range(0, 7), bits.empty() ? Stores::bytes : Stores::words,
+            [&](Qvo8u** p, Qvo32s* o) { return scene.encode(p, o, fcode, mbType); }, lastVector);
+        if (HasFatalFailure()) FAIL() << "fcode " << fcode << " type " << mbType;
+    }
+}
+
+TEST(EncodeMV, EveryDifference) {
+    for (int fcode = 1; fcode <= 7; ++fcode)
+        for (int d = -32 << fcode; d <= 32 << fcode; ++d) {
+            const QvoMotionVector difference = mv(d, -d);
+            expectWritten(differential(difference, mv(0, 0), fcode), d & 7, Stores::words, [&](Qvo8u** p, Qvo32s* o) {
+                return fcode == 1 ? _qvoiSendDiffMV_F1_MPEG4(p, o, &difference)
+                                  : _qvoiSendDiffMV_Fn_MPEG4(p, o, &difference, fcode);
+            });
+            Qvo32s code, residual;
+            ASSERT_EQ(qvoStatusOk, _qvoiscaleMV(&code, &residual, difference.dx, fcode));
+            ASSERT_EQ(differential(d, fcode), component(code, residual, fcode)) << "fcode " << fcode << ' ' << d;
+        }
+}
+
+// The first vector and all of the neighbours' are checked, whatever the flags are.
+TEST(EncodeMV, RefusesVectorsOutOfRange) {
+    Random random;
+    for (int fcode = 1; fcode <= 7; ++fcode) {
+        Scene scene(random, 16);
+        std::vector<QvoMotionVector*> checked = {scene.current.data()};
+        for (int n = 0; n < 3; ++n) {
+            scene.exists[n] = true;
+            for (QvoMotionVector& vector : scene.neighbours[n])
+                checked.push_back(&vector);
+        }
+        const int bad = (16 << fcode) + 1;
+        for (QvoMotionVector* const vector : checked)
+            for (const QvoMotionVector value : {mv(bad, 0), mv(-bad, 0), mv(0, bad), mv(0, -bad)}) {
+                const QvoMotionVector good = *vector;
+                *vector = value;
+                std::array<Qvo8u, 40> bytes = {};
+                Qvo8u* position = bytes.data();
+                Qvo32s offset = 3;
+                EXPECT_EQ(qvoStatusBadArg, scene.encode(&position, &offset, fcode, 0));
+                EXPECT_TRUE(position == bytes.data() && offset == 3 && bytes == decltype(bytes){});
+                *vector = good;
+            }
     }
 }
 
@@ -441,6 +513,10 @@ TEST(Vectors, StatusesInTheirOrder) {
                    {{qvoStatusBadArg, {0, 4, 5, 6, 7, 8}},
                     {qvoStatusBadArg, {4, 5, 6, 7}, {1, 2, 3}},
                     {qvoStatusBadArg, {10}, {-1, 4}}});
+    const QvoStatus bad = qvoStatusBadArg;
+    expectStatuses(
+        m, qvoiEncodeMV_MPEG4_8u16s, {pp, offset, v, nullptr, nullptr, nullptr, f, f, f, f, 1, 0},
+        {{bad, {0}, {0, 1}}, {bad, {1}, {0, -1, 8}}, {bad, {2}}, {bad, {6, 7, 8, 9}, {0, 2}}, {bad, {10}, {0, 8}}});
     expectStatuses(m, qvoiLimitMVToRect_MPEG4, {v, out, 0, 0, 32, 32, 0, 0, 16},
                    {nulls({0, 1}), {qvoStatusBlockSize, {8}, {4, 12}}, {qvoStatusSize, {4, 5}, {31}}});
     expectStatuses(m, qvoiComputeChromaMV_MPEG4, {v, out}, {nulls({0, 1})});
