@@ -133,23 +133,21 @@ TEST(ExtendedPadding, RepeatsColumnsRowsAndValues) {
     for (int round = 0; round < 50; ++round) {
         Picture p(random);
         const bool alpha = round % 2;
-        // From a column or row of macroblock (0, 0) to its right and downwards, and a gray one in the corner.
+        // A column of macroblock (0, 0) to its right, a row of it downwards, and a gray one in the corner.
         const int line = random.range(0, 15), gray = random.range(0, 255);
         const int from[4] = {line, line / 2, line / 2, line};
         p.expect(1, 0, alpha, [&](int plane, int, int y) { return p.expected[plane].at(from[plane], y); });
         p.expect(0, 1, alpha, [&](int plane, int x, int) { return p.expected[plane].at(x, from[plane]); });
         p.expect(1, 1, alpha, [&](int, int, int) { return gray; });
-        Qvo8u *columns[4], *rows[4];
-        for (int i = 0; i < 4; ++i) {
-            columns[i] = i < 3 || alpha ? &p.planes[i].at(from[i], 0) : nullptr;
-            rows[i] = i < 3 || alpha ? &p.planes[i].at(0, from[i]) : nullptr;
+        for (const bool vertical : {false, true}) {
+            const auto source = [&](int plane) {
+                return vertical ? &p.planes[plane].at(0, from[plane]) : &p.planes[plane].at(from[plane], 0);
+            };
+            const auto target = [&](int plane) { return p.block(plane, !vertical, vertical); };
+            ASSERT_EQ(qvoStatusOk, (vertical ? qvoiPadMBVertical_MPEG4_8u : qvoiPadMBHorizontal_MPEG4_8u)(
+                                       source(0), source(1), source(2), alpha ? source(3) : nullptr, target(0),
+                                       target(1), target(2), target(3), p.lumaStep, p.chromaStep));
         }
-        ASSERT_EQ(qvoStatusOk, qvoiPadMBHorizontal_MPEG4_8u(columns[0], columns[1], columns[2], columns[3],
-                                                            p.block(0, 1, 0), p.block(1, 1, 0), p.block(2, 1, 0),
-                                                            p.block(3, 1, 0), p.lumaStep, p.chromaStep));
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiPadMBVertical_MPEG4_8u(rows[0], rows[1], rows[2], rows[3], p.block(0, 0, 1), p.block(1, 0, 1),
-                                             p.block(2, 0, 1), p.block(3, 0, 1), p.lumaStep, p.chromaStep));
         ASSERT_EQ(qvoStatusOk, qvoiPadMBGray_MPEG4_8u(static_cast<Qvo8u>(gray), p.block(0, 1, 1), p.block(1, 1, 1),
                                                       p.block(2, 1, 1), alpha ? p.block(3, 1, 1) : nullptr,
                                                       p.lumaStep, p.chromaStep));

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -56,32 +55,26 @@ TEST(Mpeg4Postfilter, DeblockingOfBothEdges) {
         const int THR1 = random.chance(90) ? random.range(0, 6) : random.range(-1, 300);
         const int THR2 = random.chance(90) ? random.range(3, 8) : random.range(-1, 20);
         const bool horizontal = round % 2;
-        const Qvo32s step = horizontal ? 8 + round % 7 : 10;
-        const int across = horizontal ? step : 1, along = horizontal ? 1 : step;
-        Guarded<Qvo8u> area(static_cast<std::size_t>(9 * across + 7 * along + 1),
-                            round % 4 < 2 ? Guard::after : Guard::before);
+        Plane<Qvo8u> area(horizontal ? 8 : 10, horizontal ? 10 : 8, 10 + random.range(0, 6),
+                          random.chance(50) ? Guard::after : Guard::before);
+        // Sample k of the line i that crosses the edge.
+        const auto at = [&](int i, int k) -> Qvo8u& { return horizontal ? area.at(i, k) : area.at(k, i); };
         // Two plateaus with some noise, or plain noise.
         const int noise = random.range(0, round % 5 ? 6 : 255), low = random.range(0, 255 - noise);
         const int high = std::clamp(low + random.range(-30, 30), 0, 255 - noise);
-        for (std::size_t i = 0; i < area.size(); ++i) {
-            const int position = horizontal ? static_cast<int>(i) / step : static_cast<int>(i) % step;
-            area[i] = static_cast<Qvo8u>((position < 5 ? low : high) + random.range(0, noise));
-        }
-        std::vector<Qvo8u> expected(area.begin(), area.end());
+        int lines[8][10];
         for (int i = 0; i < 8; ++i) {
-            int s[10], old[10];
             for (int k = 0; k < 10; ++k)
-                s[k] = old[k] = expected[static_cast<std::size_t>(k * across + i * along)];
-            deblockLine(s, QP, THR1, THR2);
-            smoothed += s[2] != old[2];
-            corrected += s[4] != old[4] && s[2] == old[2];
-            for (int k = 0; k < 10; ++k)
-                expected[static_cast<std::size_t>(k * across + i * along)] = static_cast<Qvo8u>(s[k]);
+                lines[i][k] = at(i, k) = static_cast<Qvo8u>((k < 5 ? low : high) + random.range(0, noise));
+            deblockLine(lines[i], QP, THR1, THR2);
+            smoothed += lines[i][2] != at(i, 2);
+            corrected += lines[i][4] != at(i, 4) && lines[i][2] == at(i, 2);
         }
+        const auto expected = area.contentsWith([&](int x, int y) { return horizontal ? lines[x][y] : lines[y][x]; });
         const auto filter =
             horizontal ? &qvoiFilterDeblocking_HorEdge_MPEG4_8u_I : &qvoiFilterDeblocking_VerEdge_MPEG4_8u_I;
-        ASSERT_EQ(qvoStatusOk, filter(area.data() + 5 * across, step, QP, THR1, THR2));
-        ASSERT_EQ(expected, std::vector<Qvo8u>(area.begin(), area.end())) << QP << ' ' << THR1 << ' ' << THR2;
+        ASSERT_EQ(qvoStatusOk, filter(&at(0, 5), area.step(), QP, THR1, THR2));
+        ASSERT_EQ(expected, area.contents()) << QP << ' ' << THR1 << ' ' << THR2;
     }
     EXPECT_GT(smoothed, 1000);
     EXPECT_GT(corrected, 1000);
@@ -92,31 +85,32 @@ TEST(Mpeg4Postfilter, DeringingThresholds) {
     Random random;
     const int widths[] = {0, 5, 14, 15, 16, 31, 32, 63, 64, 120};
     for (int round = 0; round < 3000; ++round) {
-        Guarded<Qvo8u> luma(15 * 20 + 16), chroma[2] = {Guarded<Qvo8u>(7 * 11 + 8), Guarded<Qvo8u>(7 * 8 + 8)};
+        Plane<Qvo8u> luma(16, 16, 20, Guard::after), cb(8, 8, 11, Guard::after), cr(8, 8, 8, Guard::after);
         int low[6], high[6];
         for (int b = 0; b < 6; ++b) {
-            const int step = b < 4 ? 20 : b == 4 ? 11 : 8;
-            Qvo8u* const block = b < 4 ? luma.data() + 8 * (b % 2) + 8 * 20 * (b / 2) : chroma[b - 4].data();
+            const auto at = [&](int i) -> Qvo8u& {
+                return b < 4 ? luma.at(8 * (b % 2) + i % 8, 8 * (b / 2) + i / 8)
+                             : (b == 4 ? cb : cr).at(i % 8, i / 8);
+            };
             const int width = widths[random.range(0, std::size(widths) - 1)];
             low[b] = random.range(0, 255 - width);
             high[b] = low[b] + width;
             for (int i = 0; i < 64; ++i)
-                block[i / 8 * step + i % 8] = static_cast<Qvo8u>(random.range(low[b], high[b]));
-            const int first = random.range(0, 63), second = (first + random.range(1, 63)) % 64;
-            block[first / 8 * step + first % 8] = static_cast<Qvo8u>(low[b]);
-            block[second / 8 * step + second % 8] = static_cast<Qvo8u>(high[b]);
+                at(i) = static_cast<Qvo8u>(random.range(low[b], high[b]));
+            const int first = random.range(0, 63);
+            at(first) = static_cast<Qvo8u>(low[b]);
+            at((first + random.range(1, 63)) % 64) = static_cast<Qvo8u>(high[b]);
         }
-        int widest = 0;
-        for (int b = 1; b < 4; ++b) {
-            if (high[b] - low[b] > high[widest] - low[widest]) widest = b;
-        }
-        const int range = high[widest] - low[widest];
+        const auto width = [&](int b) { return high[b] - low[b]; };
+        const int blocks[] = {0, 1, 2, 3};
+        const int widest = *std::max_element(blocks, blocks + 4, [&](int a, int b) { return width(a) < width(b); });
         Qvo32s thresholds[7] = {-1, -1, -1, -1, -1, -1, -1};
-        ASSERT_EQ(qvoStatusOk, qvoiFilterDeringingThresholdMB_MPEG4_8u(luma.data(), 20, chroma[0].data(), 11,
-                                                                       chroma[1].data(), 8, thresholds));
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiFilterDeringingThresholdMB_MPEG4_8u(luma.origin(), luma.step(), cb.origin(), cb.step(),
+                                                          cr.origin(), cr.step(), thresholds));
         for (int b = 0; b < 6; ++b) {
-            const int source = b < 4 && range >= 64 && high[b] - low[b] < 32 ? widest : b;
-            const int expected = b < 4 && range < 16 ? 0 : (low[source] + high[source] + 1) / 2;
+            const int source = b < 4 && width(widest) >= 64 && width(b) < 32 ? widest : b;
+            const int expected = b < 4 && width(widest) < 16 ? 0 : (low[source] + high[source] + 1) / 2;
             ASSERT_EQ(expected, thresholds[b]) << "block " << b;
         }
         ASSERT_EQ(-1, thresholds[6]);
@@ -127,41 +121,43 @@ TEST(Mpeg4Postfilter, DeringingSmoothsUniformNeighbourhoods) {
     Random random;
     int changed = 0;
     for (int round = 0; round < 4000; ++round) {
-        const Qvo32s srcStep = 10 + round % 3, dstStep = 8 + round % 4;
-        Guarded<Qvo8u> source(static_cast<std::size_t>(9 * srcStep + 10), round % 2 ? Guard::after : Guard::before);
-        Guarded<Qvo8u> target(static_cast<std::size_t>(7 * dstStep + 8));
+        // The block with a border of one sample.
+        Plane<Qvo8u> source(10, 10, 10 + round % 3, round % 2 ? Guard::after : Guard::before);
+        Plane<Qvo8u> target(8, 8, 8 + round % 4, Guard::after);
         const int spread = random.range(1, 255), base = random.range(0, 255 - spread);
-        random.fill(source, base, base + spread);
+        for (int i = 0; i < 100; ++i)
+            source.at(i % 10, i / 10) = static_cast<Qvo8u>(random.range(base, base + spread));
         const int threshold = random.chance(50) ? random.range(-2, 260) : base + (random.chance(50) ? 1 : spread);
         const int QP = random.chance(95) ? random.range(0, 40) : random.chance(50) ? INT_MAX : 1000;
-        std::vector<Qvo8u> expected(target.size());
-        for (int y = 0; y < 8; ++y) {
-            for (int x = 0; x < 8; ++x) {
-                const Qvo8u* const p = source.data() + (y + 1) * srcStep + x + 1;
-                int above = 0, sum = 8;
-                for (int v = -1; v <= 1; ++v) {
-                    for (int h = -1; h <= 1; ++h) {
-                        above += p[v * srcStep + h] >= threshold;
-                        sum += p[v * srcStep + h] * (2 - std::abs(v)) * (2 - std::abs(h));
-                    }
+        const auto filtered = [&](int x, int y) {
+            const int sample = source.at(x, y), limit = std::min(QP / 2, 255);
+            int above = 0, sum = 8;
+            for (int v = -1; v <= 1; ++v) {
+                for (int h = -1; h <= 1; ++h) {
+                    above += source.at(x + h, y + v) >= threshold;
+                    sum += source.at(x + h, y + v) * (2 - std::abs(v)) * (2 - std::abs(h));
                 }
-                const int limit = std::min(QP / 2, 255);
-                const int filtered = std::clamp(std::clamp(sum >> 4, *p - limit, *p + limit), 0, 255);
-                const int result = above % 9 == 0 ? filtered : *p;
-                changed += result != *p;
-                expected[static_cast<std::size_t>(y * dstStep + x)] = static_cast<Qvo8u>(result);
             }
-        }
-        ASSERT_EQ(qvoStatusOk, qvoiFilterDeringingSmoothBlock_MPEG4_8u(source.data() + srcStep + 1, srcStep,
-                                                                       target.data(), dstStep, QP, threshold));
-        ASSERT_EQ(expected, std::vector<Qvo8u>(target.begin(), target.end()));
-        // In place, the block is read before it is written.
-        qvoiFilterDeringingSmoothBlock_MPEG4_8u(source.data() + srcStep + 1, srcStep, source.data() + srcStep + 1,
-                                                srcStep, QP, threshold);
+            if (above % 9 != 0) return sample;
+            return std::clamp(std::clamp(sum >> 4, sample - limit, sample + limit), 0, 255);
+        };
+        int result[8][8];
         for (int i = 0; i < 64; ++i) {
-            ASSERT_EQ(expected[static_cast<std::size_t>(i / 8 * dstStep + i % 8)],
-                      source[static_cast<std::size_t>((i / 8 + 1) * srcStep + i % 8 + 1)]);
+            result[i / 8][i % 8] = filtered(i % 8 + 1, i / 8 + 1);
+            changed += result[i / 8][i % 8] != source.at(i % 8 + 1, i / 8 + 1);
         }
+        const auto expected = target.contentsWith([&](int x, int y) { return result[y][x]; });
+        const auto inPlace = source.contentsWith([&](int x, int y) {
+            const bool inside = x > 0 && x < 9 && y > 0 && y < 9;
+            return inside ? result[y - 1][x - 1] : source.at(x, y);
+        });
+        Qvo8u* const block = &source.at(1, 1);
+        ASSERT_EQ(qvoStatusOk, qvoiFilterDeringingSmoothBlock_MPEG4_8u(block, source.step(), target.origin(),
+                                                                       target.step(), QP, threshold));
+        ASSERT_EQ(expected, target.contents());
+        // In place, the block is read before it is written.
+        qvoiFilterDeringingSmoothBlock_MPEG4_8u(block, source.step(), block, source.step(), QP, threshold);
+        ASSERT_EQ(inPlace, source.contents());
     }
     EXPECT_GT(changed, 1000);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 #include "mpeg4/texture_codes.h"
@@ -86,6 +87,7 @@ int floatLevel(int c, int QP, double numerator, const float* m, double step) {
     x = c * x;
     if (m != nullptr) x = x * *m;
     x = x + (c > 0 ? step : -step);
+    if (std::isnan(x)) return -2047;
     return static_cast<int>(std::clamp(static_cast<long double>(x), -2047.0L, 2047.0L));
 }
 
@@ -99,7 +101,8 @@ TEST(ForwardQuant, FloatsFollowTheDefinition) {
         for (float& factor : m)
             factor = random.chance(80) ? 1.0f / static_cast<float>(random.range(1, 255))
                                        : static_cast<float>(random.range(-100000, 100000)) * 1e-3f;
-        if (random.chance(10)) m[static_cast<std::size_t>(random.range(0, 63))] = random.chance(50) ? -1e30f : 1e30f;
+        const float extremes[] = {-1e30f, 1e30f, -INFINITY, INFINITY, NAN};
+        if (random.chance(10)) m[static_cast<std::size_t>(random.range(0, 63))] = extremes[random.range(0, 4)];
         Guarded<Qvo16s> block(64);
         fillCoefficients(block, QP, random);
         for (Qvo16s& c : block)
@@ -127,33 +130,20 @@ TEST(ForwardQuant, FloatsFollowTheDefinition) {
 // All quotients of the standard's quantisers, and some of larger ones, for which whole ones may fall short by one.
 TEST(ForwardQuant, H263Quotients) {
     for (int QP = 1; QP <= 62; ++QP) {
-        for (int c = -32768; c < 32768; c += 64) {
-            Qvo16s block[64], intra[64];
-            for (int i = 0; i < 64; ++i)
-                block[i] = intra[i] = static_cast<Qvo16s>(c + i);
+        for (int c = -32768; c < 32768; c += 63) {
+            std::array<Qvo16s, 64> block, inter, intra;
+            std::iota(block.begin(), block.end(), static_cast<Qvo16s>(c));
+            inter = intra = block;
             Qvo32s last;
-            qvoiQuant_H263_C1I(block, QP, &last);
-            qvoiQuantIntra_H263_C1I(intra, QP, &last);
-            for (int i = 0; i < 64; ++i) {
-                ASSERT_EQ(floatLevel(c + i, QP, 0.5, nullptr, -0.25), block[i]) << "QP " << QP << " c " << c + i;
-                if (i == 0) continue;
-                ASSERT_EQ(floatLevel(c + i, QP, 0.5, nullptr, 0), intra[i]) << "QP " << QP << " c " << c + i;
+            qvoiQuant_H263_C1I(inter.data(), QP, &last);
+            qvoiQuantIntra_H263_C1I(intra.data(), QP, &last);
+            for (std::size_t i = 1; i < 64; ++i) {
+                ASSERT_EQ(floatLevel(block[i], QP, 0.5, nullptr, -0.25), inter[i])
+                    << "QP " << QP << " c " << block[i];
+                ASSERT_EQ(floatLevel(block[i], QP, 0.5, nullptr, 0), intra[i]) << "QP " << QP << " c " << block[i];
             }
         }
     }
-}
-
-TEST(ForwardQuant, NotANumberAndNothing) {
-    Qvo16s block[64] = {0, 5, -5, 5};
-    float m[64] = {INFINITY, INFINITY, INFINITY, NAN};
-    Qvo32s last = 99;
-    EXPECT_EQ(qvoStatusOk, qvoiQuant_MPEG4_16s_C1I(block, 3, m, &last));
-    EXPECT_EQ((std::vector<Qvo16s>{0, 2047, -2047, -2047}), std::vector<Qvo16s>(block, block + 4));
-    EXPECT_EQ(3, last);
-    Qvo16s onlyDC[64] = {700};
-    EXPECT_EQ(qvoStatusOk, qvoiQuantIntra_H263_C1I(onlyDC, 3, &last));
-    EXPECT_EQ(700, onlyDC[0]);
-    EXPECT_EQ(-1, last);
 }
 
 TEST(ForwardQuant, Statuses) {
@@ -165,23 +155,20 @@ TEST(ForwardQuant, Statuses) {
     Qvo16s* const b = m.block.data();
     const float weights[64] = {};
     Random random(3);
-    WeightRecord good(random), bad(random);
-    bad.setWeight(0, 12);
+    WeightRecord records[2] = {WeightRecord(random), WeightRecord(random)};
+    records[1].setWeight(0, 12);
+    const Qvo32s* const W = records[0].data();
     const Qvo8u one = 1;
     const QvoStatus arg = qvoStatusBadArg;
-    for (const Qvo32s* const W : {good.data(), static_cast<const Qvo32s*>(nullptr)}) {
-        expectStatuses(m, qvoiQuantIntra_MPEG4_16s_I, {b, one, 0, W},
-                       {{arg, {0}}, {arg, {1}, {0, 32}}, {arg, {2}, {-1, 10}}});
-        expectStatuses(m, qvoiQuantInter_MPEG4_16s_I, {b, one, W}, {{arg, {0}}, {arg, {1}, {0, 32}}});
-    }
-    EXPECT_EQ(arg, qvoiQuantIntra_MPEG4_16s_I(b, 1, 0, bad.data()));
-    EXPECT_EQ(arg, qvoiQuantInter_MPEG4_16s_I(b, 1, bad.data()));
+    expectStatuses(m, qvoiQuantIntra_MPEG4_16s_I, {b, one, 0, W},
+                   {{arg, {0}}, {arg, {1}, {0, 32}}, {arg, {2}, {-1, 10}}, {arg, {3}, {sizeof records[0]}}});
+    expectStatuses(m, qvoiQuantInter_MPEG4_16s_I, {b, one, W},
+                   {{arg, {0}}, {arg, {1}, {0, 32}}, {arg, {2}, {sizeof records[0]}}});
     for (const auto quantise : {qvoiQuantIntra_MPEG4_16s_C1I, qvoiQuant_MPEG4_16s_C1I})
         expectStatuses(m, quantise, {b, 1, weights, &m.last},
                        {{qvoStatusNullPtr, {0, 2, 3}}, {qvoStatusQuantRange, {1}, {0, -1}}});
     for (const auto quantise : {qvoiQuantIntra_H263_C1I, qvoiQuant_H263_C1I})
         expectStatuses(m, quantise, {b, 1, &m.last}, {{qvoStatusNullPtr, {0, 2}}, {qvoStatusQpRange, {1}, {0, -5}}});
-    EXPECT_TRUE(m == Memory());
 }
 
 }  // namespace

@@ -115,37 +115,31 @@ TEST(MotionCode, EveryCodeAndResidualAtEveryOffset) {
             }
 }
 
+// In the first or the second component. The forward vector of a pair stays decoded.
 TEST(MotionCode, InvalidCodesLeaveThePositionAndTheVector) {
     const QvoMotionVector predictor = mv(5, -7);
+    const Vectors colocated = {};
+    const Flags flags;
+    const std::string good = differential(mv(3, -4), mv(0, 0), 2);
     for (const char* bad : {"000000000000", "000000000001"})
         for (const std::string before : {"", "1", "0000000011110"})
             for (int start = 0; start < 8; ++start) {
                 CodeStream stream(before + bad, start, before.size(), before.empty() ? 3 : 4);
-                QvoMotionVector vector = predictor;
+                Vectors forward = {predictor}, backward = {predictor};
+                for (const auto decode : {qvoiDecodeMV_BVOP_Forward_MPEG4, qvoiDecodeMV_BVOP_Backward_MPEG4})
+                    ASSERT_EQ(qvoStatusMvVlc, decode(&stream.position, &stream.bitOffset, forward.data(), 1));
                 ASSERT_EQ(qvoStatusMvVlc,
-                          qvoiDecodeMV_BVOP_Backward_MPEG4(&stream.position, &stream.bitOffset, &vector, 1));
+                          qvoiDecodeMV_BVOP_Direct_MPEG4(&stream.position, &stream.bitOffset, colocated.data(),
+                                                         forward.data(), backward.data(), flags.at, 1, 2));
                 ASSERT_EQ(0, stream.bitsUsed());
-                ASSERT_EQ(predictor, vector);
+                ASSERT_TRUE(forward == Vectors{predictor} && backward == Vectors{predictor});
+
+                CodeStream pair(good + before + bad, start, good.size() + before.size());
+                ASSERT_EQ(qvoStatusMvVlc, qvoiDecodeMV_BVOP_Interpolate_MPEG4(&pair.position, &pair.bitOffset,
+                                                                              forward.data(), backward.data(), 2, 1));
+                ASSERT_EQ(std::ssize(good), pair.bitsUsed());
+                ASSERT_TRUE(forward == Vectors{mv(8, -11)} && backward == Vectors{predictor});
             }
-
-    // The forward vector of a pair stays decoded; direct mode writes nothing.
-    const std::string good = differential(mv(3, -4), mv(0, 0), 2);
-    CodeStream stream(good + "000000000000", 3, good.size());
-    QvoMotionVector forward = predictor, backward = predictor;
-    EXPECT_EQ(qvoStatusMvVlc,
-              qvoiDecodeMV_BVOP_Interpolate_MPEG4(&stream.position, &stream.bitOffset, &forward, &backward, 2, 1));
-    EXPECT_EQ(std::ssize(good), stream.bitsUsed());
-    EXPECT_EQ(mv(8, -11), forward);
-    EXPECT_EQ(predictor, backward);
-
-    CodeStream direct("1000000000001", 4, 1);
-    const Vectors before = {predictor, predictor, predictor, predictor};
-    Vectors forwards = before, backwards = before;
-    const Flags flags;
-    EXPECT_EQ(qvoStatusMvVlc, qvoiDecodeMV_BVOP_Direct_MPEG4(&direct.position, &direct.bitOffset, before.data(),
-                                                             forwards.data(), backwards.data(), flags.at, 1, 2));
-    EXPECT_EQ(0, direct.bitsUsed());
-    EXPECT_TRUE(forwards == before && backwards == before);
 }
 
 // ---- prediction ----
@@ -261,43 +255,59 @@ bool hasFourVectors(int mbType) {
     return mbType == qvoMbInter4V || mbType == qvoMbInter4VQ;
 }
 
-// One macroblock in five has a bad code: the vector keeps the predictor, and nothing is filled.
+// The bits of a macroblock's vectors.
+struct Coded {
+    std::string bits;
+    std::vector<std::size_t> blocks;  // that have a vector
+    std::vector<std::size_t> begins;  // of the codes, two for each vector
+
+    Coded(const Scene& scene, int fcode, bool four) {
+        const Blocks from = scene.blocks();
+        for (std::size_t block = 0; block < (four ? 4 : 1); ++block) {
+            const QvoMotionVector vector = scene.current[block],
+                                  predictor = predictorOf(from, static_cast<int>(block));
+            if (four && !scene.currentFlags.at[block]) continue;
+            blocks.push_back(block);
+            for (const int difference : {vector.dx - predictor.dx, vector.dy - predictor.dy}) {
+                begins.push_back(bits.size());
+                bits += differential(difference, fcode);
+            }
+        }
+    }
+};
+
+// One macroblock in five has a bad code: its vector keeps the predictor, and nothing is filled.
 TEST(DecodePadMV, ReadsMacroblocks) {
     Random random;
     for (int round = 0; round < 8000; ++round) {
         const int fcode = random.range(1, 7), mbType = random.range(0, 5);
-        const Scene scene(random, 16 << fcode);
-        const Blocks blocks = scene.blocks();
         const bool four = hasFourVectors(mbType);
-        const int broken = random.chance(20) ? random.range(0, 3) : 4;
-        std::string bits;
-        std::size_t begin = 0, last = 0;  // of the vector, of its last code
+        const Scene scene(random, 16 << fcode);
+        Coded coded(scene, fcode, four);
         // Blocks that are not decoded start from what they hold.
         Vectors decoded = scene.current, expected = decoded;
+        for (const std::size_t block : coded.blocks)
+            decoded[block] = mv(999, -999);
         QvoStatus status = qvoStatusOk;
-        for (int block = 0; block < (four ? 4 : 1) && status == qvoStatusOk; ++block) {
-            if (four && !scene.currentFlags.at[block]) continue;
-            const QvoMotionVector vector = scene.current[static_cast<std::size_t>(block)];
-            const QvoMotionVector predictor = predictorOf(blocks, block);
-            decoded[static_cast<std::size_t>(block)] = mv(999, -999);
-            begin = bits.size();
-            last = begin + differential(vector.dx - predictor.dx, fcode).size();
-            bits += differential(vector, predictor, fcode);
-            if (block != broken) continue;
-            bits.replace(random.chance(50) ? begin : last, std::string::npos, "000000000001");
-            expected[static_cast<std::size_t>(block)] = predictor;
+        std::size_t last = coded.begins.empty() ? 0 : coded.begins.back(), used = coded.bits.size();
+        if (random.chance(20) && !coded.blocks.empty()) {
             status = qvoStatusMvVlc;
-        }
-        if (status == qvoStatusOk && four)
+            const auto broken = static_cast<std::size_t>(random.range(0, static_cast<int>(coded.begins.size()) - 1));
+            last = coded.begins[broken];
+            used = coded.begins[broken - broken % 2];
+            coded.bits.replace(last, std::string::npos, "000000000001");
+            for (std::size_t i = broken / 2; i < coded.blocks.size(); ++i)
+                expected[coded.blocks[i]] = decoded[coded.blocks[i]];
+            const std::size_t block = coded.blocks[broken / 2];
+            expected[block] = predictorOf(scene.blocks(), static_cast<int>(block));
+        } else if (four) {
             ASSERT_EQ(qvoStatusOk, qvoiPadMV_MPEG4(expected.data(), scene.currentFlags.at));
-        else if (status == qvoStatusOk)
+        } else {
             expected.fill(scene.current[0]);
-        else
-            last = bits.size() - 12;
-
-        CodeStream stream(bits, random.range(0, 7), last);
+        }
+        CodeStream stream(coded.bits, random.range(0, 7), last);
         ASSERT_EQ(status, scene.decode(stream, decoded, fcode, mbType));
-        ASSERT_EQ(static_cast<int>(status == qvoStatusOk ? bits.size() : begin), stream.bitsUsed());
+        ASSERT_EQ(static_cast<int>(used), stream.bitsUsed());
         ASSERT_EQ(expected, decoded) << "type " << mbType;
     }
 }
@@ -321,28 +331,38 @@ TEST(PadMV, EachTransparentBlockTakesTheNearestVector) {
 
 // ---- writing ----
 
-// The first vector and those of the neighbours lie within the range, its upper end included; the others may lie anywhere.
+// The macroblock's first vector and all of the neighbours' must lie within the range, its upper end included, whatever
+// the flags are; the others may lie anywhere.
 TEST(EncodeMV, WritesMacroblocks) {
     Random random;
     for (int round = 0; round < 8000; ++round) {
         const int fcode = random.range(1, 7), mbType = random.range(0, 5), limit = 16 << fcode;
         Scene scene(random, random.chance(50) ? limit : 16);
-        if (random.chance(5)) scene.current[0] = mv(limit, -limit);
         for (std::size_t block = 1; block < 4; ++block)
             if (random.chance(10)) scene.current[block] = randomVector(random, -32768, 32767);
-        std::string bits;
-        std::size_t lastVector = 0;
-        for (int block = 0; block < (hasFourVectors(mbType) ? 4 : 1); ++block) {
-            if (!scene.currentFlags.at[block]) continue;
-            lastVector = bits.size();
-            bits += differential(scene.current[static_cast<std::size_t>(block)], predictorOf(scene.blocks(), block),
-                                 fcode);
-        }
+        const int n = random.range(0, 3);
+        QvoMotionVector& checked =
+            n == 3 ? scene.current[0] : scene.neighbours[n][static_cast<std::size_t>(random.range(0, 3))];
+        if (random.chance(20))
+            (random.chance(50) ? checked.dx : checked.dy) = mv(random.chance(50) ? limit : -limit, 0).dx;
+
+        const bool four = hasFourVectors(mbType), hasVectors = four || scene.currentFlags.at[0];
+        const Coded coded(scene, fcode, four);
         // Each vector stores groups of four bytes from the one that it begins in.
+        const std::string bits = hasVectors ? coded.bits : "";
         expectWritten(
             bits, random.range(0, 7), bits.empty() ? Stores::bytes : Stores::words,
-            [&](Qvo8u** p, Qvo32s* o) { return scene.encode(p, o, fcode, mbType); }, lastVector);
+            [&](Qvo8u** p, Qvo32s* o) { return scene.encode(p, o, fcode, mbType); },
+            bits.empty() ? 0 : coded.begins[coded.begins.size() - 2]);
         if (HasFatalFailure()) FAIL() << "fcode " << fcode << " type " << mbType;
+
+        if (n < 3 && !scene.exists[n]) continue;
+        (random.chance(50) ? checked.dx : checked.dy) = mv(random.chance(50) ? limit + 1 : -limit - 1, 0).dx;
+        std::array<Qvo8u, 40> bytes = {};
+        Qvo8u* position = bytes.data();
+        Qvo32s offset = 3;
+        ASSERT_EQ(qvoStatusBadArg, scene.encode(&position, &offset, fcode, mbType));
+        ASSERT_TRUE(position == bytes.data() && offset == 3 && bytes == decltype(bytes){});
     }
 }
 
@@ -360,45 +380,33 @@ TEST(EncodeMV, EveryDifference) {
         }
 }
 
-// The first vector and all of the neighbours' are checked, whatever the flags are.
-TEST(EncodeMV, RefusesVectorsOutOfRange) {
-    Random random;
-    for (int fcode = 1; fcode <= 7; ++fcode) {
-        Scene scene(random, 16);
-        std::vector<QvoMotionVector*> checked = {scene.current.data()};
-        for (int n = 0; n < 3; ++n) {
-            scene.exists[n] = true;
-            for (QvoMotionVector& vector : scene.neighbours[n])
-                checked.push_back(&vector);
-        }
-        const int bad = (16 << fcode) + 1;
-        for (QvoMotionVector* const vector : checked)
-            for (const QvoMotionVector value : {mv(bad, 0), mv(-bad, 0), mv(0, bad), mv(0, -bad)}) {
-                const QvoMotionVector good = *vector;
-                *vector = value;
-                std::array<Qvo8u, 40> bytes = {};
-                Qvo8u* position = bytes.data();
-                Qvo32s offset = 3;
-                EXPECT_EQ(qvoStatusBadArg, scene.encode(&position, &offset, fcode, 0));
-                EXPECT_TRUE(position == bytes.data() && offset == 3 && bytes == decltype(bytes){});
-                *vector = good;
-            }
-    }
-}
-
 // ---- B-VOP direct mode ----
 
 TEST(DirectMode, FollowsTheDefinition) {
     Random random;
     for (int round = 0; round < 4000; ++round) {
         const int trd = random.range(1, 30), trb = random.range(1, round % 4 ? trd : 200);
-        Vectors colocated, forward, backward, skipForward, skipBackward;
+        Vectors colocated, forward, backward;
         for (auto& vector : colocated)
             vector = randomVector(random, -2048, 2047);
         Flags flags;
         const bool opaque = random.chance(80);
         for (int i = 0; i < 4; ++i)
             flags.at[i] = opaque && i == round % 4;
+
+        const auto scaled = [&](int factor, int vector) { return static_cast<int>(double(factor) * vector / trd); };
+        const auto expect = [&](QvoMotionVector delta) {
+            const auto ahead = [&](int vector, int mvd) { return opaque ? scaled(trb, vector) + mvd : mvd; };
+            const auto back = [&](int vector, int mvd) {
+                if (!opaque) return mvd;
+                return mvd != 0 ? ahead(vector, mvd) - vector : scaled(trb - trd, vector);
+            };
+            for (std::size_t i = 0; i < 4; ++i) {
+                const QvoMotionVector v = colocated[i];
+                ASSERT_EQ(mv(ahead(v.dx, delta.dx), ahead(v.dy, delta.dy)), forward[i]);
+                ASSERT_EQ(mv(back(v.dx, delta.dx), back(v.dy, delta.dy)), backward[i]);
+            }
+        };
         const QvoMotionVector delta =
             mv(random.chance(30) ? 0 : random.range(-32, 32), random.chance(30) ? 0 : random.range(-32, 32));
         const std::string x = component(delta.dx, 0, 1), y = component(delta.dy, 0, 1);
@@ -406,21 +414,11 @@ TEST(DirectMode, FollowsTheDefinition) {
         ASSERT_EQ(qvoStatusOk, qvoiDecodeMV_BVOP_Direct_MPEG4(&stream.position, &stream.bitOffset, colocated.data(),
                                                               forward.data(), backward.data(), flags.at, trb, trd));
         ASSERT_EQ(std::ssize(x + y), stream.bitsUsed());
-        ASSERT_EQ(qvoStatusOk, qvoiDecodeMV_BVOP_DirectSkip_MPEG4(colocated.data(), skipForward.data(),
-                                                                  skipBackward.data(), flags.at, trb, trd));
-        const auto scaled = [&](int factor, int vector) { return static_cast<int>(double(factor) * vector / trd); };
-        const auto expectForward = [&](int vector, int mvd) { return opaque ? scaled(trb, vector) + mvd : mvd; };
-        const auto expectBackward = [&](int vector, int mvd) {
-            if (!opaque) return mvd;
-            return mvd != 0 ? expectForward(vector, mvd) - vector : scaled(trb - trd, vector);
-        };
-        for (std::size_t i = 0; i < 4; ++i) {
-            const QvoMotionVector v = colocated[i];
-            ASSERT_EQ(mv(expectForward(v.dx, delta.dx), expectForward(v.dy, delta.dy)), forward[i]);
-            ASSERT_EQ(mv(expectBackward(v.dx, delta.dx), expectBackward(v.dy, delta.dy)), backward[i]);
-            ASSERT_EQ(mv(expectForward(v.dx, 0), expectForward(v.dy, 0)), skipForward[i]);
-            ASSERT_EQ(mv(expectBackward(v.dx, 0), expectBackward(v.dy, 0)), skipBackward[i]);
-        }
+        expect(delta);
+        ASSERT_EQ(qvoStatusOk, qvoiDecodeMV_BVOP_DirectSkip_MPEG4(colocated.data(), forward.data(), backward.data(),
+                                                                  flags.at, trb, trd));
+        expect(mv(0, 0));
+        if (HasFatalFailure()) return;
     }
 }
 
