@@ -22,31 +22,6 @@ int interpolate(Plane<Qvo8u>& plane, int x, int y, QvoMotionVector vector, int r
     return count == 1 ? sum : (sum + count / 2 - (rc != 0)) / count;
 }
 
-// A reference plane that holds what the block of a vector reads and no more, with random samples.
-class Reference : public Plane<Qvo8u> {
-  public:
-    Reference(int size, QvoMotionVector vector, Random& random)
-        : Plane(size + (vector.dx & 1), size + (vector.dy & 1), random), vector_(vector) {
-        fill(random, 0, 255);
-    }
-
-    // Where the block lies that the vector leads away from; usually outside of the plane.
-    const Qvo8u* block() {
-        const std::ptrdiff_t dy = vector_.dy >> 1;
-        return origin() - (vector_.dx >> 1) - dy * step();
-    }
-
-    int predict(int x, int y, int rc) { return interpolate(*this, x, y, vector_, rc); }
-
-  private:
-    QvoMotionVector vector_;
-};
-
-QvoMotionVector randomVector(Random& random) {
-    const int dx = random.range(-70, 70), dy = random.range(-70, 70);
-    return {static_cast<Qvo16s>(dx), static_cast<Qvo16s>(dy)};
-}
-
 int randomRounding(Random& random, int round) {
     return random.chance(90) ? round & 1 : random.range(-5, 5);
 }
@@ -55,14 +30,18 @@ TEST(Halfpel, CopiesAndReconstructs) {
     Random random;
     for (int round = 0; round < 6000; ++round) {
         const int size = round & 2 ? 16 : 8, rc = randomRounding(random, round);
-        const QvoMotionVector vector = randomVector(random);
-        Reference reference(size, vector, random);
+        const int dx = random.range(-70, 70), dy = random.range(-70, 70);
+        const QvoMotionVector vector = {static_cast<Qvo16s>(dx), static_cast<Qvo16s>(dy)};
+        // All that the block of the vector reads, and where the block lies that the vector leads away from.
+        Plane<Qvo8u> reference(size + (dx & 1), size + (dy & 1), random);
+        reference.fill(random, 0, 255);
+        const Qvo8u* const block = reference.origin() - (dx >> 1) - (dy >> 1) * std::ptrdiff_t{reference.step()};
+        const auto predict = [&](int x, int y) { return interpolate(reference, x, y, vector, rc); };
         Plane<Qvo8u> destination(size, size, random);
-        SCOPED_TRACE(testing::Message() << vector.dx << ',' << vector.dy << " rc " << rc);
-        const auto predicted = destination.contentsWith([&](int x, int y) { return reference.predict(x, y, rc); });
+        SCOPED_TRACE(testing::Message() << dx << ',' << dy << " rc " << rc);
+        const auto predicted = destination.contentsWith(predict);
         const auto copy = size == 16 ? qvoiCopyMBHalfpel_MPEG4_8u : qvoiCopyBlockHalfpel_MPEG4_8u;
-        ASSERT_EQ(qvoStatusOk,
-                  copy(reference.block(), reference.step(), destination.origin(), destination.step(), &vector, rc));
+        ASSERT_EQ(qvoStatusOk, copy(block, reference.step(), destination.origin(), destination.step(), &vector, rc));
         ASSERT_EQ(predicted, destination.contents());
         if (size == 16) continue;
 
@@ -72,16 +51,16 @@ TEST(Halfpel, CopiesAndReconstructs) {
         if (range == 32768)
             residual[static_cast<std::size_t>(random.range(0, 63))] = random.chance(50) ? 32767 : -32768;
         const auto sample = [&](int x, int y) {
-            return std::clamp(reference.predict(x, y, rc) + residual[static_cast<std::size_t>(8 * y + x)], 0, 255);
+            return std::clamp(predict(x, y) + residual[static_cast<std::size_t>(8 * y + x)], 0, 255);
         };
         const auto reconstructed = destination.contentsWith(sample);
-        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
+        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(block, reference.step(), residual.data(),
                                                               destination.origin(), destination.step(), &vector, rc));
         ASSERT_EQ(reconstructed, destination.contents());
 
-        if ((vector.dx | vector.dy) & 1) continue;
+        if ((dx | dy) & 1) continue;
         const auto inPlace = reference.contentsWith(sample);
-        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(reference.block(), reference.step(), residual.data(),
+        ASSERT_EQ(qvoStatusOk, qvoiReconBlockHalfpel_MPEG4_8u(block, reference.step(), residual.data(),
                                                               reference.origin(), reference.step(), &vector, rc));
         ASSERT_EQ(inPlace, reference.contents());
     }

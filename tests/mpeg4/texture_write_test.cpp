@@ -84,9 +84,11 @@ const std::vector<Writer> writers = {
     intraAccumulator(0, accumulator(intraCodes()), 1),
     intraAccumulator(1, accumulator(intraCodes()), 1),
     intraAccumulator(2, accumulator(intraCodes()), 1),
-    intraAccumulator(0, nothing, 2),
+    intraAccumulator(0, nothing, 0),
+    intraAccumulator(0, nothing, 3),
     interAccumulator(accumulator(interCodes()), 1),
     interAccumulator(nothing, 0),
+    interAccumulator(nothing, 3),
     forH263(0, 0),
     forH263(1, 0x100)};
 

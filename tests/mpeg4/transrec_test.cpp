@@ -72,7 +72,7 @@ TEST(TransRecIntra, MatchesTheSingleSteps) {
         std::array<Qvo16s, 16> above, left;
         Qvo8u QPs[2] = {static_cast<Qvo8u>(random.range(1, 31)), static_cast<Qvo8u>(random.range(1, 31))};
         if (random.chance(50)) QPs[0] = QPs[1] = QP;
-        const int range = random.chance(90) ? 20 : 300;
+        const int range = random.chance(80) ? 20 : 130;
         random.fill(above, -range, range);
         random.fill(left, -range, range);
         for (std::size_t dc : {0, 8})

@@ -367,17 +367,24 @@ TEST(EncodeMV, WritesMacroblocks) {
 }
 
 TEST(EncodeMV, EveryDifference) {
-    for (int fcode = 1; fcode <= 7; ++fcode)
-        for (int d = -32 << fcode; d <= 32 << fcode; ++d) {
+    for (int fcode = 1; fcode <= 7; ++fcode) {
+        const int f = 1 << (fcode - 1);
+        for (int d = -96 * f; d <= 96 * f; ++d) {
             const QvoMotionVector difference = mv(d, -d);
             expectWritten(differential(difference, mv(0, 0), fcode), d & 7, Stores::words, [&](Qvo8u** p, Qvo32s* o) {
                 return fcode == 1 ? _qvoiSendDiffMV_F1_MPEG4(p, o, &difference)
                                   : _qvoiSendDiffMV_Fn_MPEG4(p, o, &difference, fcode);
             });
+            if (HasFatalFailure()) FAIL() << "fcode " << fcode << ' ' << d;
+
+            const int wrappedOnce = d < -32 * f ? d + 64 * f : d > 32 * f - 1 ? d - 64 * f : d;
             Qvo32s code, residual;
             ASSERT_EQ(qvoStatusOk, _qvoiscaleMV(&code, &residual, difference.dx, fcode));
-            ASSERT_EQ(differential(d, fcode), component(code, residual, fcode)) << "fcode " << fcode << ' ' << d;
+            const int size = code == 0 ? 0 : (std::abs(code) - 1) * f + residual + 1;
+            ASSERT_EQ(wrappedOnce, code < 0 ? -size : size) << "fcode " << fcode;
+            ASSERT_TRUE(residual >= 0 && residual < f);
         }
+    }
 }
 
 // ---- B-VOP direct mode ----
