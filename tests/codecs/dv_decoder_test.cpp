@@ -73,14 +73,17 @@ Decoded decode(const Bytes& stream, std::size_t piece = 100000) {
     return decodeWith(codecs::makeDvDecoder(), stream, piece);
 }
 
-Bytes operator+(const Bytes& a, const Bytes& b) {
-    Bytes both = a;
-    both.insert(both.end(), b.begin(), b.end());
-    return both;
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
 }
 
 std::ptrdiff_t count(const Bytes& samples, int value) {
     return std::count(samples.begin(), samples.end(), value);
+}
+
+bool allAre(const Bytes& samples, int value) {
+    return count(samples, value) == std::ssize(samples);
 }
 
 // DC value of flat blocks and the sample it stands for.
@@ -90,20 +93,18 @@ constexpr int light = 60, lightSample = 158;
 const Kind kinds[] = {{false, 0, 0}, {false, 1, 0}, {true, 0, 0}, {true, 1, 0}};
 
 TEST(DvDecoder, MacroblocksFillThePictureOnce) {
-    for (const Kind& kind : kinds) {
-        const codecs::dv::System& system = !kind.lines625            ? codecs::dv::system525
-                                           : kind.applicationId == 0 ? codecs::dv::system625
-                                                                     : codecs::dv::system625Quarter;
+    using namespace codecs::dv;
+    for (const System& system : {system525, system625, system625Quarter}) {
         std::vector<Bytes> hits;
-        codecs::dv::Frame frame(system);
+        Frame frame(system);
         for (std::size_t plane = 0; plane < 3; ++plane) {
             const auto view = frame.view(plane);
             hits.emplace_back(static_cast<std::size_t>(view.width * view.height));
         }
         for (int i = 0; i < system.sequences * 27 * 5; ++i) {
-            const auto place = codecs::dv::placeOf(system, i / 135, i / 5 % 27, i % 5);
+            const auto place = placeOf(system, i / 135, i / 5 % 27, i % 5);
             for (int block = 0; block < 6; ++block) {
-                for (const auto& area : codecs::dv::areasOf(system, place, block)) {
+                for (const auto& area : areasOf(system, place, block)) {
                     for (int k = 0; k < 8 * area.width; ++k) {
                         const int x = area.x + k % area.width, y = area.y + k / area.width;
                         ++hits[area.plane].at(static_cast<std::size_t>(y * frame.step(area.plane) + x));
@@ -112,7 +113,7 @@ TEST(DvDecoder, MacroblocksFillThePictureOnce) {
             }
         }
         for (const Bytes& plane : hits)
-            EXPECT_EQ(static_cast<std::ptrdiff_t>(plane.size()), count(plane, 1));
+            EXPECT_TRUE(allAre(plane, 1));
     }
 }
 
@@ -140,9 +141,8 @@ TEST(DvDecoder, LostMacroblocksAreThoseOfTheFrameBefore) {
     const Kind kind;
     const Bytes before = flatFrame(kind, dark);
     Bytes after = flatFrame(kind, light);
-    const auto macroblock = [&](int sequence, int segment, int index) {
-        return after.data() + static_cast<std::size_t>(sequence) * sequenceBytes +
-               codecs::dv::segmentOffset(segment) + static_cast<std::size_t>(index) * blockBytes;
+    const auto macroblock = [&](std::size_t sequence, int segment, std::size_t index) {
+        return after.data() + sequence * sequenceBytes + codecs::dv::segmentOffset(segment) + index * blockBytes;
     };
     macroblock(3, 5, 2)[3] |= 0xF0;
     macroblock(3, 5, 3)[3] |= 0x70;
@@ -172,22 +172,18 @@ TEST(DvDecoder, BlocksThatOverrunAreConcealedAlone) {
 TEST(DvDecoder, MissingAndAddedBytesHarmTheirSequenceOnly) {
     const Kind kind{false, 0, 0};
     const Bytes before = flatFrame(kind, dark), after = flatFrame(kind, light);
-    const auto inSequence = [](int sequence, std::size_t at) {
-        return static_cast<std::ptrdiff_t>(static_cast<std::size_t>(sequence) * sequenceBytes + at);
-    };
-    Bytes shorter = after;
-    shorter.erase(shorter.begin() + inSequence(4, 6960), shorter.begin() + inSequence(4, 6961));
-    Bytes longer = after;
-    longer.insert(longer.begin() + inSequence(4, 6960), 100, 0);
-    Bytes without = after;
-    without.erase(without.begin() + inSequence(4, 0), without.begin() + inSequence(5, 0));
+    constexpr std::ptrdiff_t sequence = sequenceBytes, fourth = 4 * sequence, within = fourth + 6960;
+    Bytes shorter = after, longer = after, without = after;
+    shorter.erase(shorter.begin() + within);
+    longer.insert(longer.begin() + within, 100, 0);
+    without.erase(without.begin() + fourth, without.begin() + fourth + sequence);
     for (const Bytes& damaged : {shorter, longer, without}) {
         const Decoded run = decode(before + damaged + after);
         ASSERT_EQ(3U, run.frames.size());
         EXPECT_GT(run.damage.concealedMacroblocks, 20);
         EXPECT_LE(run.damage.concealedMacroblocks, 135);
         EXPECT_EQ(run.damage.concealedMacroblocks * 384, count(run.frames[1], darkSample));
-        EXPECT_EQ(static_cast<std::ptrdiff_t>(run.frames[2].size()), count(run.frames[2], lightSample));
+        EXPECT_TRUE(allAre(run.frames[2], lightSample));
     }
 }
 
@@ -198,7 +194,7 @@ TEST(DvDecoder, AStreamBeginsWithItsFirstWholeFrame) {
     const Decoded run = decode(first + flatFrame(kind, light));
     ASSERT_EQ(1U, run.frames.size());
     EXPECT_EQ(0, run.damage.damagedPictures);
-    EXPECT_EQ(static_cast<std::ptrdiff_t>(run.frames[0].size()), count(run.frames[0], lightSample));
+    EXPECT_TRUE(allAre(run.frames[0], lightSample));
 }
 
 TEST(DvDecoder, OtherKindsAreRefused) {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "codecs/encoding.h"
 #include "common/motion_search.h"
 #include "common/padded_picture.h"
 #include "common/rate_control.h"
@@ -14,13 +15,9 @@ namespace {
 // Pictures of a codec with whole quantisers whose content changes on the way: all but empty, rich, then in between.
 TEST(RateControl, HoldsTheRateWhateverComes) {
     using codecs::PictureType;
-    codecs::EncoderSettings settings;
-    settings.width = 352;
-    settings.height = 288;
-    settings.bitRate = 500'000;
-    settings.keyInterval = 12;
     for (const int bPictures : {0, 2}) {
-        settings.bPictures = bPictures;
+        const codecs::EncoderSettings settings = {
+            .width = 352, .height = 288, .bitRate = 500'000, .keyInterval = 12, .bPictures = bPictures};
         codecs::RateControl control(settings, 1, 31, {1, 1, 1.4});
         double bits = 0;
         constexpr int count = 600;
@@ -84,11 +81,7 @@ TEST(PaddedPicture, RepeatsTheEdges) {
     constexpr int width = 19, height = 3, chromaWidth = 10, chromaHeight = 2;
     std::vector<std::uint8_t> samples(width * height + 2 * chromaWidth * chromaHeight);
     Random().fill(samples, 0, 255);
-    codecs::FrameView view = {};
-    const std::uint8_t* const chroma = samples.data() + width * height;
-    view.planes = {{{samples.data(), width, width, height},
-                    {chroma, chromaWidth, chromaWidth, chromaHeight},
-                    {chroma + chromaWidth * chromaHeight, chromaWidth, chromaWidth, chromaHeight}}};
+    const codecs::FrameView view = encoding::viewOf(samples, width, height);
     codecs::PaddedPicture padded(2, 1);
     padded.load(view);
     for (std::size_t i = 0; i < 3; ++i) {

@@ -5,13 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "common/decoder.h"
 #include "common/encoder.h"
+#include "support/decoded.h"
 #include "support/random.h"
 
 namespace encoding {
@@ -21,14 +22,6 @@ using codecs::FrameView;
 
 // The planes of a picture, one after the other.
 using Samples = std::vector<std::uint8_t>;
-
-inline Samples samplesOf(const FrameView& frame) {
-    Samples samples;
-    for (const codecs::PlaneView& plane : frame.planes)
-        for (int y = 0; y < plane.height; ++y)
-            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
-    return samples;
-}
 
 inline FrameView viewOf(const Samples& samples, int width, int height) {
     FrameView view = {};
@@ -42,38 +35,43 @@ inline FrameView viewOf(const Samples& samples, int width, int height) {
 
 // What is encoded.
 enum class Content {
-    moving,   // a texture that shifts by parts of a sample, an object that moves over it, some noise
-    rushing,  // the same, many samples at a time
-    noise,    // nothing that could be predicted
-    blinking  // flat macroblocks that change between the extremes
+    moving,  // a texture that shifts by parts of a sample, an object that moves over it, noise
+    racing,  // a texture that shifts by 8 samples more from picture to picture
+    still,
+    noise,   // nothing that could be predicted
+    extreme  // macroblocks flat or chequered, black and white, that change in every picture
 };
 
 inline Samples picture(Content content, int width, int height, int number) {
     Random random(static_cast<std::uint64_t>(number) + 1);
-    Samples samples;
-    const int speed = content == Content::rushing ? 7 : 1;
-    const auto sample = [&](int x, int y, int scale) {
+    const double way = content == Content::moving   ? 1.3 * number
+                       : content == Content::racing ? 4 * number * number
+                                                    : 0;
+    const auto sample = [&](int x, int y, int scale) -> double {
         if (content == Content::noise) return random.range(0, 255);
-        if (content == Content::blinking) return (x * scale / 16 + y * scale / 16 + number) % 2 * 255;
-        const int objectX = x * scale - 3 * speed * number, objectY = y * scale + 2 * speed * number;
-        const bool object = std::abs(objectX - width / 2) < 12 && std::abs(objectY - height / 2) < 9;
-        const int u = 4 * x * scale + 5 * speed * number, v = 4 * y * scale - 3 * speed * number;
-        const int texture = object ? objectX * 7 ^ objectY * 5 : std::abs(u % 160 - 80) + std::abs(v % 224 - 112);
-        return 20 + (texture & 255) * 3 / 4 + random.range(-2, 2);
+        const int macroblock = x * scale / 16 + y * scale / 16 + number;
+        if (content == Content::extreme) return (macroblock % 4 < 2 ? macroblock : x + y + macroblock) % 2 * 255;
+        const int objectX = x * scale - 3 * number - width / 2, objectY = y * scale + 2 * number - height / 2;
+        const bool object = content == Content::moving && std::abs(objectX) < 12 && std::abs(objectY) < 9;
+        const double u = object ? 7 * objectX : x * scale + way, v = object ? 5 * objectY : y * scale - way / 4;
+        const int noise = content == Content::moving ? random.range(-2, 2) : 0;
+        return 120 + 60 * std::sin(u / 9 + std::sin(v / 13)) + 40 * std::sin(v / 5 + u * u / 4000) + noise;
     };
-    for (int plane = 0; plane < 3; ++plane) {
-        const int scale = plane == 0 ? 1 : 2;
+    Samples samples;
+    for (const int scale : {1, 2, 2}) {
         for (int y = 0; y < (height + scale - 1) / scale; ++y)
             for (int x = 0; x < (width + scale - 1) / scale; ++x)
-                samples.push_back(static_cast<std::uint8_t>(std::clamp(sample(x, y, scale), 0, 255)));
+                samples.push_back(static_cast<std::uint8_t>(std::clamp(sample(x, y, scale), 0.0, 255.0)));
     }
     return samples;
 }
 
 struct Encoded {
-    std::vector<std::uint8_t> stream;
-    std::vector<Samples> pictures;  // reconstructions
+    Samples stream;
+    std::vector<Samples> sources;
+    std::vector<Samples> pictures;  // reconstructions, in order of display
     std::string types;
+    std::vector<std::int64_t> bits;
 };
 
 using MakeEncoder = std::unique_ptr<codecs::Encoder> (*)(const EncoderSettings&, codecs::Encoder::ByteSink,
@@ -90,27 +88,24 @@ inline Encoded encode(MakeEncoder make, const EncoderSettings& settings, Content
         [&](const codecs::CodedPicture& coded) {
             encoded.pictures.push_back(samplesOf(coded.reconstruction));
             encoded.types += coded.reconstruction.type;
+            encoded.bits.push_back(coded.bits);
         });
     for (int i = 0; i < count; ++i) {
-        const Samples samples = picture(content, settings.width, settings.height, i);
+        encoded.sources.push_back(picture(content, settings.width, settings.height, i));
+        Samples samples = encoded.sources.back();
         encoder->encode(viewOf(samples, settings.width, settings.height));
+        samples.assign(samples.size(), 0);  // which the encoder must not look at any more
     }
     encoder->finish();
     return encoded;
 }
 
-inline void expectDecodes(MakeDecoder make, const Encoded& encoded) {
-    std::size_t shown = 0;
-    const codecs::Decoder::Sink sink = [&](const FrameView& frame) {
-        ASSERT_LT(shown, encoded.pictures.size());
-        EXPECT_TRUE(samplesOf(frame) == encoded.pictures[shown]) << "picture " << shown;
-        ++shown;
-    };
-    const auto decoder = make();
-    decoder->decode(encoded.stream.data(), encoded.stream.size(), sink);
-    decoder->finish(sink);
-    EXPECT_EQ(shown, encoded.pictures.size());
-    EXPECT_EQ(decoder->damage().damagedPictures, 0);
+inline Decoded expectDecodes(MakeDecoder make, const Encoded& encoded) {
+    Decoded decoded = decodeWith(make(), encoded.stream);
+    EXPECT_EQ(decoded.types, encoded.types);
+    EXPECT_TRUE(decoded.frames == encoded.pictures);
+    EXPECT_EQ(decoded.damage.damagedPictures, 0);
+    return decoded;
 }
 
 inline double meanError(const Samples& a, const Samples& b) {
@@ -118,13 +113,6 @@ inline double meanError(const Samples& a, const Samples& b) {
     for (std::size_t i = 0; i < a.size(); ++i)
         sum += (a[i] - b[i]) * (a[i] - b[i]);
     return sum / static_cast<double>(a.size());
-}
-
-inline EncoderSettings sized(int width, int height) {
-    EncoderSettings settings;
-    settings.width = width;
-    settings.height = height;
-    return settings;
 }
 
 }  // namespace encoding

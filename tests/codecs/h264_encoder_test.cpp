@@ -1,9 +1,6 @@
-// The H.264 encoder: what our decoder makes of its streams is the reconstruction, whatever is encoded; and its parts that
-// mirror the decoder's.
+// The H.264 encoder: its parts that mirror the decoder's.
 #include "h264/encoder.h"
 
-#include <cmath>
-#include <string>
 #include <vector>
 
 #include "codecs/encoding.h"
@@ -15,81 +12,6 @@
 namespace {
 
 using namespace encoding;
-
-Encoded encodeH264(const EncoderSettings& settings, Content content, int count) {
-    return encode(codecs::makeH264Encoder, settings, content, count);
-}
-
-TEST(H264Encoder, DecoderShowsTheReconstruction) {
-    struct Case {
-        int width, height;
-        Content content;
-    };
-    for (const auto& [width, height, content] :
-         {Case{96, 80, Content::moving}, Case{98, 46, Content::moving}, Case{2, 2, Content::moving},
-          Case{48, 32, Content::noise}, Case{64, 48, Content::blinking}}) {
-        for (const int quantiser : {1, 8, 20, 33, 51}) {
-            SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height) + " q " + std::to_string(quantiser));
-            EncoderSettings settings = sized(width, height);
-            settings.quantiser = quantiser;
-            settings.keyInterval = 5;
-            const Encoded encoded = encodeH264(settings, content, 7);
-            EXPECT_EQ(encoded.types, "IPPPPIP");
-            expectDecodes(codecs::makeH264Decoder, encoded);
-            // An error spread evenly over a step has a twelfth of its square; dead zones make more of it.
-            const double step = 0.625 * std::exp2(quantiser / 6.0);
-            for (int i = 0; i < 7; ++i)
-                EXPECT_LT(
-                    meanError(encoded.pictures[static_cast<std::size_t>(i)], picture(content, width, height, i)),
-                    0.5 + step * step / 3);
-        }
-    }
-}
-
-// Where the decoder's output must be of even size, the source's last column and row are repeated.
-TEST(H264Encoder, RoundsOddSizesUp) {
-    EncoderSettings settings = sized(33, 19);
-    settings.quantiser = 24;
-    const Encoded encoded = encodeH264(settings, Content::moving, 3);
-    EXPECT_EQ(encoded.pictures[0].size(), 34U * 20 * 3 / 2);
-    expectDecodes(codecs::makeH264Decoder, encoded);
-}
-
-TEST(H264Encoder, KeepsTheBitRate) {
-    for (const long rate : {60'000L, 400'000L}) {
-        EncoderSettings settings = sized(176, 144);
-        settings.bitRate = rate;
-        constexpr int count = 75;
-        const Encoded encoded = encodeH264(settings, Content::moving, count);
-        const double bits = 8.0 * static_cast<double>(encoded.stream.size()) * 25 / count;
-        EXPECT_NEAR(bits, static_cast<double>(rate), 0.1 * static_cast<double>(rate));
-        expectDecodes(codecs::makeH264Decoder, encoded);
-    }
-}
-
-TEST(H264Encoder, RefusesWhatItCannotDo) {
-    const auto refuses = [](EncoderSettings settings) {
-        EXPECT_THROW(codecs::makeH264Encoder(settings, {}, {}), codecs::UnsupportedSettings);
-    };
-    EncoderSettings settings = sized(64, 64);
-    settings.quantiser = 52;
-    refuses(settings);
-    settings.quantiser = 20;
-    settings.bPictures = 1;
-    refuses(settings);
-    settings.bPictures = 0;
-    settings.matrixQuantiser = true;
-    refuses(settings);
-    settings.matrixQuantiser = false;
-    settings.packetBits = 1000;
-    refuses(settings);
-    settings.packetBits = 0;
-    settings.width = 17000;  // more macroblocks in a row than the highest level has
-    refuses(settings);
-    settings.width = 64;
-    settings.rateNumerator = 10'000'000;
-    refuses(settings);
-}
 
 // Blocks of every density and size of levels come back from the decoder's reader.
 TEST(H264CavlcWriter, ReaderReadsWhatItWrites) {

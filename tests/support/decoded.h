@@ -2,6 +2,8 @@
 #ifndef QVOVC_TESTS_DECODED_H
 #define QVOVC_TESTS_DECODED_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -10,19 +12,53 @@
 
 #include "common/decoder.h"
 
+// The planes of a picture, one after the other.
+inline std::vector<std::uint8_t> samplesOf(const codecs::FrameView& frame) {
+    std::vector<std::uint8_t> samples;
+    for (const codecs::PlaneView& plane : frame.planes)
+        for (int y = 0; y < plane.height; ++y)
+            samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
+    return samples;
+}
+
 struct Decoded {
     std::string types;
-    std::vector<std::vector<std::uint8_t>> frames;  // all planes, the luminance first
+    std::vector<std::vector<std::uint8_t>> frames;
     int width = 0;
+    int height = 0;
     codecs::DamageReport damage;
+    codecs::StreamInfo info;
     std::string refused;  // what the decoder says that it does not support
 
     int luma(std::size_t frame, int x, int y) const {
         return frames.at(frame)[static_cast<std::size_t>(y * width + x)];
     }
-    // At the middle of a macroblock.
-    int level(std::size_t frame, int column, int row) const { return luma(frame, column * 16 + 8, row * 16 + 8); }
+    // Of a macroblock whose luminance is flat; -1 where it is not.
+    int level(std::size_t frame, int column, int row) const {
+        const int first = luma(frame, 16 * column, 16 * row);
+        for (int i = 0; i < 256; ++i)
+            if (luma(frame, 16 * column + i % 16, 16 * row + i / 16) != first) return -1;
+        return first;
+    }
+    // Of all macroblocks.
+    std::vector<int> levels(std::size_t frame) const {
+        std::vector<int> result;
+        for (int i = 0; i < width / 16 * (height / 16); ++i)
+            result.push_back(level(frame, i % (width / 16), i / (width / 16)));
+        return result;
+    }
 };
+
+// Of flat macroblocks, by picture.
+inline void expectShows(const Decoded& decoded, const std::string& types, const std::vector<std::vector<int>>& levels,
+                        int concealed = 0) {
+    EXPECT_EQ(decoded.refused, "");
+    ASSERT_EQ(decoded.types, types);
+    for (std::size_t i = 0; i < levels.size(); ++i)
+        EXPECT_EQ(decoded.levels(i), levels[i]) << "picture " << i;
+    EXPECT_EQ(decoded.damage.concealedMacroblocks, concealed);
+    EXPECT_EQ(decoded.damage.damagedPictures > 0, concealed > 0);
+}
 
 // Hands the stream to a new decoder in pieces.
 inline Decoded decodeWith(std::unique_ptr<codecs::Decoder> decoder, const std::vector<std::uint8_t>& bytes,
@@ -31,10 +67,8 @@ inline Decoded decodeWith(std::unique_ptr<codecs::Decoder> decoder, const std::v
     const auto sink = [&](const codecs::FrameView& frame) {
         result.types += frame.type;
         result.width = frame.planes[0].width;
-        auto& samples = result.frames.emplace_back();
-        for (const codecs::PlaneView& plane : frame.planes)
-            for (int y = 0; y < plane.height; ++y)
-                samples.insert(samples.end(), plane.data + y * plane.step, plane.data + y * plane.step + plane.width);
+        result.height = frame.planes[0].height;
+        result.frames.push_back(samplesOf(frame));
     };
     try {
         for (std::size_t at = 0; at < bytes.size(); at += piece)
@@ -44,6 +78,7 @@ inline Decoded decodeWith(std::unique_ptr<codecs::Decoder> decoder, const std::v
         result.refused = unsupported.what();
     }
     result.damage = decoder->damage();
+    if (decoder->hasInfo()) result.info = decoder->info();
     return result;
 }
 
