@@ -19,15 +19,10 @@ std::string quoted(const std::string& path) {
     return "'" + path + "'";
 }
 
-std::string text(const std::string& path) {
-    const auto bytes = readFile(path);
-    return {bytes.begin(), bytes.end()};
-}
-
 Ran run(const std::string& command) {
     const std::string out = workPath("stdout"), err = workPath("stderr");
     const int status = std::system(("timeout 120 " + command + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(out), text(err)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(out), readText(err)};
 }
 
 }  // namespace
@@ -53,6 +48,11 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file) << path;
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string readText(const std::string& path) {
+    const auto bytes = readFile(path);
+    return {bytes.begin(), bytes.end()};
 }
 
 void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes) {
@@ -86,12 +86,6 @@ Video::Video(const std::string& path, int width, int height)
     : bytes_(readFile(path)),
       frameSize_(static_cast<std::size_t>(width * height + (width + 1) / 2 * ((height + 1) / 2) * 2)) {}
 
-bool Video::sameFrame(const Video& other, int frame) const {
-    const auto from = static_cast<std::ptrdiff_t>(frameSize_) * frame;
-    const auto size = static_cast<std::ptrdiff_t>(frameSize_);
-    return std::equal(bytes_.begin() + from, bytes_.begin() + from + size, other.bytes_.begin() + from);
-}
-
 double Video::psnr(const Video& other, int frame) const {
     const std::size_t from = frameSize_ * static_cast<std::size_t>(frame);
     double error = 0;
@@ -110,10 +104,10 @@ void expectLikeReference(const std::string& stream, int width, int height, int f
     EXPECT_EQ(ran.err, "");
     const Video ours(output, width, height);
     const Video reference(referenceDecode(stream, pixelFormat), width, height);
-    ASSERT_EQ(reference.frames(), frames);
-    ASSERT_EQ(ours.frames(), frames);
+    ASSERT_EQ(reference.frames(), frames > 0 ? frames : std::max(reference.frames(), 10));
+    ASSERT_EQ(ours.frames(), reference.frames());
     double worst = exact;
-    for (int i = 0; i < frames; ++i) {
+    for (int i = 0; i < ours.frames(); ++i) {
         const double psnr = ours.psnr(reference, i);
         worst = std::min(worst, psnr);
         EXPECT_GE(psnr, floor) << "frame " << i;

@@ -23,6 +23,7 @@ constexpr double exact = 999;
 std::string workPath(const std::string& name);
 
 std::vector<std::uint8_t> readFile(const std::string& path);
+std::string readText(const std::string& path);
 void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes);
 
 // The path of what ffmpeg writes to a file of this extension with these arguments. Kept for the next run of the same
@@ -42,7 +43,6 @@ class Video {
 
     // Whole frames.
     int frames() const { return static_cast<int>(bytes_.size() / frameSize_); }
-    bool sameFrame(const Video& other, int frame) const;
     // Pooled over the three planes; a large number for equal frames.
     double psnr(const Video& other, int frame) const;
 
@@ -51,7 +51,7 @@ class Video {
     std::size_t frameSize_;
 };
 
-// Decodes a stream with qvo and expects that many frames, each at or above the floor against ffmpeg's decode.
+// Decodes a stream with qvo and expects that many frames, or for 0 as many as ffmpeg decodes, each at or above the floor against ffmpeg's decode.
 void expectLikeReference(const std::string& stream, int width, int height, int frames, double floor,
                          const std::string& pixelFormat = "yuv420p");
 
