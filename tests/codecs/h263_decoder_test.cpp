@@ -249,7 +249,7 @@ TEST(H263Decoder, RefusesOtherAnnexesByName) {
     expect(Extended{.multipoint = "1"}, "C");
 }
 
-// Later on it is damage, as is a size that changes in a P picture.
+// Later on one such header is damage, as is a size that changes in a P picture; two are a mode.
 TEST(H263Decoder, DamagedHeadersCostAPicture) {
     Stream stream;
     stream.picture(Baseline{});
@@ -262,6 +262,9 @@ TEST(H263Decoder, DamagedHeadersCostAPicture) {
     ASSERT_EQ(decoded.types, "IP");
     EXPECT_EQ(decoded.frames[0], decoded.frames[1]);
     EXPECT_EQ(decoded.damage.damagedPictures, 2);
+    for (int i = 0; i < 2; ++i)
+        stream.picture(Baseline{.type = "1", .annexes = "0001"});
+    EXPECT_NE(decode(stream).refused.find("(Annex G)"), std::string::npos);
 }
 
 }  // namespace

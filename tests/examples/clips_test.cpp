@@ -128,6 +128,7 @@ constexpr Clip clips[] = {
     {"H263AnnexIFine", h263p, noise, {96, 80}, 6, "-flags +aic -g 3 -q:v 1 -qmin 1", 46},
     {"H263AnnexJ", h263p, fast, cif, 12, "-flags +loop+mv4 -q:v 12"},
     {"H263AnnexK", h263p, fast, cif, 12, "-structured_slices 1 -ps 300 -q:v 6"},
+    {"H263AnnexK4cif", h263p, pattern, {704, 576}, 4, "-structured_slices 1 -ps 500 -q:v 5"},
     {"H263AnnexKLarge", h263p, pattern, {1280, 720}, 4, "-structured_slices 1 -ps 500 -q:v 6"},
     {"H263Annexes", h263p, fast, cif, 12,
      "-threads 2 -umv 1 -flags +aic+loop+mv4 -structured_slices 1 -ps 400 -b:v 500k"},

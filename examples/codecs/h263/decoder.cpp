@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "common/byte_bits.h"
@@ -65,6 +66,7 @@ class H263Decoder final : public Decoder {
 
     Format format_;
     bool hasInfo_ = false;
+    std::string unsupported_;  // what the picture before was refused for
     StreamInfo info_;
 
     PictureContext picture_;
@@ -114,12 +116,14 @@ void H263Decoder::takePicture(const std::uint8_t* data, std::size_t size) {
         bits.skip(startBits);
         const PictureHeader header = readPicture(bits, format_);
         if (activate(header)) decodePicture(header, bits);
+        unsupported_.clear();
     } catch (const Damage&) {
         // A picture whose header cannot be read is as good as lost.
         ++damage_.damagedPictures;
-    } catch (const UnsupportedStream&) {
-        // Once pictures have been decoded it is damage that looks like a mode.
-        if (!hasInfo_) throw;
+    } catch (const UnsupportedStream& mode) {
+        // Once pictures have been decoded, one such header alone is damage that looks like a mode.
+        if (!hasInfo_ || mode.what() == unsupported_) throw;
+        unsupported_ = mode.what();
         ++damage_.damagedPictures;
     }
 }

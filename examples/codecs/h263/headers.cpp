@@ -133,6 +133,18 @@ int addressBits(int macroblocks) {
     return lengths.back().second;
 }
 
+// Whether a 1 follows the address in the header of a slice, where a quantiser and a 1 come next (K.2.6). It does behind
+// more than 11 bits; some encoders, however, take 1584 macroblocks, too, for so many. Where the bits can be read either
+// way, the quantiser of the picture is more likely to go on.
+bool isAddressMarked(const BitReader& bits, int macroblocks, int quantiser) {
+    constexpr int doubtful = 1584;
+    if (macroblocks != doubtful) return addressBits(macroblocks) > 11;
+    const Qvo32u next = bits.peek(1 + 5 + 1);
+    const bool canBeMarked = (next >> 6 & next & 1) != 0, canBeUnmarked = (next >> 1 & 1) != 0;
+    if (canBeMarked && canBeUnmarked) return static_cast<int>(next >> 1 & 31) == quantiser;
+    return canBeMarked;
+}
+
 int readAddress(BitReader& bits, const Format& format) {
     const int address = bits.getInt(addressBits(format.macroblockCount()));
     if (address >= format.macroblockCount()) throw Damage{};
@@ -171,16 +183,16 @@ bool atStartCode(const BitReader& bits) {
     return next != 0 && next < 1U << (longestStuffing + 1);
 }
 
-SegmentHeader readSegment(BitReader& bits, const Format& format) {
+SegmentHeader readSegment(BitReader& bits, const PictureHeader& picture) {
+    const Format& format = picture.format;
     while (bits.peek(startCodeBits) != 1)
         bits.skip(1);
     bits.skip(startCodeBits);
     SegmentHeader segment;
     if (format.slices) {
-        constexpr int longestUnmarked = 11;
         expectBits(bits, 1, 1);
         segment.macroblock = readAddress(bits, format);
-        if (addressBits(format.macroblockCount()) > longestUnmarked) expectBits(bits, 1, 1);
+        if (isAddressMarked(bits, format.macroblockCount(), picture.quantiser)) expectBits(bits, 1, 1);
         segment.quantiser = bits.getInt(5);
         expectBits(bits, 1, 1);
         bits.skip(2);  // frame id

@@ -57,8 +57,8 @@ PictureHeader readPicture(BitReader& bits, const Format& before);
 // Whether a start code begins here, behind less than a byte of zeros.
 bool atStartCode(const BitReader& bits);
 
-// The header of a segment, from a start code on.
-SegmentHeader readSegment(BitReader& bits, const Format& format);
+// The header of a segment of this picture, from a start code on.
+SegmentHeader readSegment(BitReader& bits, const PictureHeader& picture);
 
 StreamInfo describe(const Format& format);
 

@@ -103,7 +103,7 @@ bool PictureDecoder::nextSegment(bool damaged) {
     while (findStartCode(bits_)) {
         try {
             BitReader header = bits_;
-            const SegmentHeader segment = readSegment(header, format);
+            const SegmentHeader segment = readSegment(header, picture_.header);
             const bool isNew = states_[static_cast<std::size_t>(segment.macroblock)] == MacroblockState::missing;
             if (isNew && (format.slices || segment.macroblock > segment_)) {
                 bits_ = header;
