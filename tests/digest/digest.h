@@ -4,6 +4,7 @@
 #ifndef QVOVC_TESTS_DIGEST_H
 #define QVOVC_TESTS_DIGEST_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -76,10 +77,11 @@ struct Memory {
 using Bytes = Memory<Qvo8u>;
 using Words = Memory<Qvo16s>;
 
-// `count` vectors of up to `range` either way.
+// `count` vectors of up to `range` either way or, in `null` per cent of the calls, null.
 struct Vectors {
     std::size_t count;
     int range;
+    int null = 0;
     std::vector<QvoMotionVector> data = {};
 
     QvoMotionVector* draw(Random& random) {
@@ -88,7 +90,7 @@ struct Vectors {
             v.dx = static_cast<Qvo16s>(random.range(-range, range));
             v.dy = static_cast<Qvo16s>(random.range(-range, range));
         }
-        return data.data();
+        return random.chance(null) ? nullptr : data.data();
     }
     void addTo(Digest& digest) const {
         for (const QvoMotionVector v : data) {
@@ -114,15 +116,44 @@ DigestEntry calls(const char* name, Result (*operation)(P...), A... drawn) {
     });
 }
 
-// Operations on byte streams as functions of the first byte and the bit offset, which tell how far they got.
+// Something that an operation only reads, such as a table.
+template <class T>
+struct Given {
+    T* pointer;
+    T* draw(Random&) const { return pointer; }
+    void addTo(Digest&) const {}
+};
+
+// Operations on streams of bytes or words as functions of the first unit and the bit offset, which tell how far they got.
 template <auto operation>
 struct OnStream;
-template <class... P, QvoStatus (*operation)(Qvo8u**, Qvo32s*, P...)>
+template <class Unit, class Offset, class... P, QvoStatus (*operation)(Unit**, Offset*, P...)>
 struct OnStream<operation> {
-    static int call(Qvo8u* bytes, Qvo32s offset, P... p) {
-        Qvo8u* position = bytes;
+    static int call(Unit* units, Offset offset, P... p) {
+        Unit* position = units;
         const int status = operation(&position, &offset, p...);
-        return status * 10000 + 8 * static_cast<int>(position - bytes) + offset;
+        return status * 100000 + 64 * static_cast<int>(position - units) + static_cast<int>(offset);
+    }
+};
+template <class First, class... P, QvoStatus (*operation)(First, Qvo8u**, Qvo32s*, P...)>
+struct OnStream<operation> {
+    static QvoStatus inOrder(Qvo8u** ppBitStream, Qvo32s* pBitOffset, First first, P... p) {
+        return operation(first, ppBitStream, pBitOffset, p...);
+    }
+    static int call(Qvo8u* bytes, Qvo32s offset, First first, P... p) {
+        return OnStream<inOrder>::call(bytes, offset, first, p...);
+    }
+};
+
+// Quantisers, of blocks with many multiples of the quantiser, which is where roundings differ.
+template <auto quantise>
+struct OnMultiples;
+template <class Result, class Q, class... P, Result (*quantise)(Qvo16s*, Q, P...)>
+struct OnMultiples<quantise> {
+    static int call(Qvo16s* block, Qvo32s QP, P... p) {
+        for (int i = 0; i < 64; i += 3)
+            block[i] = static_cast<Qvo16s>(block[i] % 90 * QP);
+        return static_cast<int>(quantise(block, static_cast<Q>(QP), p...));
     }
 };
 
@@ -138,6 +169,37 @@ struct Bits : Bytes {
     }
 };
 
+// Blocks of levels, from nearly empty to full ones, mostly small.
+struct Levels : Words {
+    Levels() : Words{64, 0, 0} {}
+    Qvo16s* draw(Random& random) {
+        data.resize(count);
+        const int density = random.range(0, 100);
+        const int range = random.chance(70) ? 3 : random.chance(70) ? 40 : 32767;
+        for (Qvo16s& level : data)
+            level = static_cast<Qvo16s>(random.chance(density) ? random.range(-range, range) : 0);
+        return data.data();
+    }
+};
+
+// Factors of a quantiser: mostly reciprocals of whole numbers. In `null` per cent of the calls there are none.
+struct Factors {
+    int null = 0;
+    std::array<float, 64> data = {};
+    float* draw(Random& random) {
+        for (float& factor : data)
+            factor = random.chance(80) ? 1.0f / static_cast<float>(random.range(1, 255))
+                                       : static_cast<float>(random.range(-9000, 9000)) * 0.7f;
+        return random.chance(null) ? nullptr : data.data();
+    }
+    void addTo(Digest&) const {}
+};
+
 }  // namespace drawn
+
+// Entries named like the operation that they call.
+#define CALLS(operation, ...) drawn::calls(#operation, operation, __VA_ARGS__)
+#define STREAMS(operation, ...) drawn::calls(#operation, drawn::OnStream<operation>::call, __VA_ARGS__)
+#define QUANTISES(operation, ...) drawn::calls(#operation, drawn::OnMultiples<operation>::call, __VA_ARGS__)
 
 #endif

@@ -22,15 +22,10 @@ const DigestEntry segments("qvoiDecodeSegment_DV", [](Digest& digest, Random& ra
     }
 });
 
-const DigestEntry quantisers("qvoiQuantInv_DV", [](Digest& digest, Random& random) {
-    for (int i = 0; i < 1000; ++i) {
-        Qvo16s block[64];
-        random.fill(block, -255, 255);
-        if (i % 4 == 0) random.fill(block, -32768, 32767);
-        const int quantiser = random.range(0, 15), classNumber = random.range(0, 3), mode = random.range(0, 1);
-        (i % 2 ? qvoiQuantInv_DV_16s_C1I : qvoiQuantInvWeight_DV_16s_C1I)(block, quantiser, classNumber, mode);
-        digest.addAll(block, 64);
-    }
-});
+const drawn::Words block{64, -32768, 32767};
+const drawn::Number quantiser{0, 15}, classNumber{0, 3}, mode{0, 1};
+
+const DigestEntry quantisers[] = {CALLS(qvoiQuantInv_DV_16s_C1I, block, quantiser, classNumber, mode),
+                                  CALLS(qvoiQuantInvWeight_DV_16s_C1I, block, quantiser, classNumber, mode)};
 
 }  // namespace

@@ -12,91 +12,55 @@ const Bytes target{256, 0, 0};
 const Memory<Qvo32s> sum{4, 5, 5}, sums{4, -70000, 70000};
 const Memory<Qvo16u> shortSums{16, 5, 5};
 
-template <class Operation>
-DigestEntry one(const char* name, Operation operation) {
-    return calls(name, operation, samples, step, residual, wordStep, target, dstStep, mcType, rounding);
-}
-template <class Operation>
-DigestEntry two(const char* name, Operation operation) {
-    return calls(name, operation, samples, step, mcType, samples, step, mcType, residual, wordStep, target, dstStep,
-                 rounding);
-}
-const DigestEntry compensation[] = {
-    one("qvoiMC16x16_8u_C1", qvoiMC16x16_8u_C1),
-    two("qvoiMC16x16B_8u_C1", qvoiMC16x16B_8u_C1),
-    one("qvoiMC16x8_8u_C1", qvoiMC16x8_8u_C1),
-    two("qvoiMC16x8B_8u_C1", qvoiMC16x8B_8u_C1),
-    one("qvoiMC16x8UV_8u_C1", qvoiMC16x8UV_8u_C1),
-    two("qvoiMC16x8BUV_8u_C1", qvoiMC16x8BUV_8u_C1),
-    one("qvoiMC16x4_8u_C1", qvoiMC16x4_8u_C1),
-    two("qvoiMC16x4B_8u_C1", qvoiMC16x4B_8u_C1),
-    one("qvoiMC8x16_8u_C1", qvoiMC8x16_8u_C1),
-    two("qvoiMC8x16B_8u_C1", qvoiMC8x16B_8u_C1),
-    one("qvoiMC8x8_8u_C1", qvoiMC8x8_8u_C1),
-    two("qvoiMC8x8B_8u_C1", qvoiMC8x8B_8u_C1),
-    one("qvoiMC8x4_8u_C1", qvoiMC8x4_8u_C1),
-    two("qvoiMC8x4B_8u_C1", qvoiMC8x4B_8u_C1),
-    one("qvoiMC4x8_8u_C1", qvoiMC4x8_8u_C1),
-    two("qvoiMC4x8B_8u_C1", qvoiMC4x8B_8u_C1),
-    one("qvoiMC4x4_8u_C1", qvoiMC4x4_8u_C1),
-    two("qvoiMC4x4B_8u_C1", qvoiMC4x4B_8u_C1),
-    one("qvoiMC4x2_8u_C1", qvoiMC4x2_8u_C1),
-    two("qvoiMC4x2B_8u_C1", qvoiMC4x2B_8u_C1),
-    one("qvoiMC2x4_8u_C1", qvoiMC2x4_8u_C1),
-    two("qvoiMC2x4B_8u_C1", qvoiMC2x4B_8u_C1),
-    one("qvoiMC2x2_8u_C1", qvoiMC2x2_8u_C1),
-    two("qvoiMC2x2B_8u_C1", qvoiMC2x2B_8u_C1),
-    calls("qvoiReconBlock_8x8", qvoiReconBlock_8x8, samples, step, residual, target, dstStep)};
+// An operation of one reference and that of two.
+#define COMPENSATION(one, two)                                                        \
+    CALLS(one, samples, step, residual, wordStep, target, dstStep, mcType, rounding), \
+        CALLS(two, samples, step, mcType, samples, step, mcType, residual, wordStep, target, dstStep, rounding)
+const DigestEntry compensation[] = {COMPENSATION(qvoiMC16x16_8u_C1, qvoiMC16x16B_8u_C1),
+                                    COMPENSATION(qvoiMC16x8_8u_C1, qvoiMC16x8B_8u_C1),
+                                    COMPENSATION(qvoiMC16x8UV_8u_C1, qvoiMC16x8BUV_8u_C1),
+                                    COMPENSATION(qvoiMC16x4_8u_C1, qvoiMC16x4B_8u_C1),
+                                    COMPENSATION(qvoiMC8x16_8u_C1, qvoiMC8x16B_8u_C1),
+                                    COMPENSATION(qvoiMC8x8_8u_C1, qvoiMC8x8B_8u_C1),
+                                    COMPENSATION(qvoiMC8x4_8u_C1, qvoiMC8x4B_8u_C1),
+                                    COMPENSATION(qvoiMC4x8_8u_C1, qvoiMC4x8B_8u_C1),
+                                    COMPENSATION(qvoiMC4x4_8u_C1, qvoiMC4x4B_8u_C1),
+                                    COMPENSATION(qvoiMC4x2_8u_C1, qvoiMC4x2B_8u_C1),
+                                    COMPENSATION(qvoiMC2x4_8u_C1, qvoiMC2x4B_8u_C1),
+                                    COMPENSATION(qvoiMC2x2_8u_C1, qvoiMC2x2B_8u_C1),
+                                    CALLS(qvoiReconBlock_8x8, samples, step, residual, target, dstStep)};
 
-template <class Operation>
-DigestEntry oneDiff(const char* name, Operation operation) {
-    return calls(name, operation, samples, step, samples, step, out, wordStep, out, wordStep, mcType, rounding);
-}
-template <class Operation>
-DigestEntry twoDiff(const char* name, Operation operation) {
-    return calls(name, operation, samples, step, samples, step, mcType, samples, step, mcType, out, wordStep,
-                 rounding);
-}
+#define DIFFERENCE(one, two)                                                                  \
+    CALLS(one, samples, step, samples, step, out, wordStep, out, wordStep, mcType, rounding), \
+        CALLS(two, samples, step, samples, step, mcType, samples, step, mcType, out, wordStep, rounding)
 const DigestEntry differences[] = {
-    oneDiff("qvoiGetDiff16x16_8u16s_C1", qvoiGetDiff16x16_8u16s_C1),
-    twoDiff("qvoiGetDiff16x16B_8u16s_C1", qvoiGetDiff16x16B_8u16s_C1),
-    oneDiff("qvoiGetDiff16x8_8u16s_C1", qvoiGetDiff16x8_8u16s_C1),
-    twoDiff("qvoiGetDiff16x8B_8u16s_C1", qvoiGetDiff16x8B_8u16s_C1),
-    oneDiff("qvoiGetDiff8x16_8u16s_C1", qvoiGetDiff8x16_8u16s_C1),
-    twoDiff("qvoiGetDiff8x16B_8u16s_C1", qvoiGetDiff8x16B_8u16s_C1),
-    oneDiff("qvoiGetDiff8x8_8u16s_C1", qvoiGetDiff8x8_8u16s_C1),
-    twoDiff("qvoiGetDiff8x8B_8u16s_C1", qvoiGetDiff8x8B_8u16s_C1),
-    oneDiff("qvoiGetDiff8x4_8u16s_C1", qvoiGetDiff8x4_8u16s_C1),
-    twoDiff("qvoiGetDiff8x4B_8u16s_C1", qvoiGetDiff8x4B_8u16s_C1),
-    calls("qvoiGetDiff4x4_8u16s_C1", qvoiGetDiff4x4_8u16s_C1, samples, step, samples, step, out, Number{5, 5}),
-    calls("qvoiSumsDiff16x16Blocks4x4_8u16s_C1", qvoiSumsDiff16x16Blocks4x4_8u16s_C1, samples, step, samples, step,
-          Words{16, 0, 0}, Words{256, 0, 0, 0, 50}),
-    calls("qvoiSumsDiff8x8Blocks4x4_8u16s_C1", qvoiSumsDiff8x8Blocks4x4_8u16s_C1, samples, step, samples, step,
-          Words{4, 0, 0}, Words{64, 0, 0, 0, 50}),
-    calls("qvoiComputeTextureErrorBlock_SAD_8u16s", qvoiComputeTextureErrorBlock_SAD_8u16s, samples, step, samples,
-          Words{64, 0, 0}, sum),
-    calls("qvoiComputeTextureErrorBlock_8u16s", qvoiComputeTextureErrorBlock_8u16s, samples, step, samples,
-          Words{64, 0, 0})};
+    DIFFERENCE(qvoiGetDiff16x16_8u16s_C1, qvoiGetDiff16x16B_8u16s_C1),
+    DIFFERENCE(qvoiGetDiff16x8_8u16s_C1, qvoiGetDiff16x8B_8u16s_C1),
+    DIFFERENCE(qvoiGetDiff8x16_8u16s_C1, qvoiGetDiff8x16B_8u16s_C1),
+    DIFFERENCE(qvoiGetDiff8x8_8u16s_C1, qvoiGetDiff8x8B_8u16s_C1),
+    DIFFERENCE(qvoiGetDiff8x4_8u16s_C1, qvoiGetDiff8x4B_8u16s_C1),
+    CALLS(qvoiGetDiff4x4_8u16s_C1, samples, step, samples, step, out, Number{5, 5}),
+    CALLS(qvoiSumsDiff16x16Blocks4x4_8u16s_C1, samples, step, samples, step, Words{16, 0, 0},
+          Words{256, 0, 0, 0, 50}),
+    CALLS(qvoiSumsDiff8x8Blocks4x4_8u16s_C1, samples, step, samples, step, Words{4, 0, 0}, Words{64, 0, 0, 0, 50}),
+    CALLS(qvoiComputeTextureErrorBlock_SAD_8u16s, samples, step, samples, Words{64, 0, 0}, sum),
+    CALLS(qvoiComputeTextureErrorBlock_8u16s, samples, step, samples, Words{64, 0, 0})};
 
 const DigestEntry metrics[] = {
-    calls("qvoiSAD16x16_8u32s", qvoiSAD16x16_8u32s, samples, step, samples, step, sum, mcType),
-    calls("qvoiSAD8x8_8u32s_C1R", qvoiSAD8x8_8u32s_C1R, samples, step, samples, step, sum, mcType),
-    calls("qvoiSAD4x4_8u32s", qvoiSAD4x4_8u32s, samples, step, samples, step, sum),
-    calls("_qvoiSAD_16x16_8u32s", _qvoiSAD_16x16_8u32s, samples, step, samples, step, sum),
-    calls("qvoiSAD16x16Blocks4x4_8u16u", qvoiSAD16x16Blocks4x4_8u16u, samples, step, samples, step, shortSums),
-    calls("qvoiSAD16x16Blocks8x8_8u16u", qvoiSAD16x16Blocks8x8_8u16u, samples, step, samples, step, shortSums),
-    calls("qvoiSqrDiff16x16_8u32s", qvoiSqrDiff16x16_8u32s, samples, step, samples, step, mcType, sum),
-    calls("qvoiSqrDiff16x16B_8u32s", qvoiSqrDiff16x16B_8u32s, samples, step, samples, step, mcType, samples, step,
-          mcType, sum),
-    calls("qvoiVariance16x16_8u32s", qvoiVariance16x16_8u32s, samples, step, sum),
-    calls("qvoiMeanAbsDev16x16_8u32s_C1R", qvoiMeanAbsDev16x16_8u32s_C1R, samples, step, sum),
-    calls("qvoiVarMean8x8_8u32s_C1R", qvoiVarMean8x8_8u32s_C1R, samples, step, sum, sum),
-    calls("qvoiVarMean8x8_16s32s_C1R", qvoiVarMean8x8_16s32s_C1R, residual, wordStep, sum, sum),
-    calls("qvoiVarMeanDiff16x16_8u32s_C1R", qvoiVarMeanDiff16x16_8u32s_C1R, samples, step, samples, step, sums, sum,
-          sum, mcType),
-    calls("qvoiVarMeanDiff16x8_8u32s_C1R", qvoiVarMeanDiff16x8_8u32s_C1R, samples, step, samples, step, sums, sum,
-          sum, mcType),
-    calls("qvoiEdgesDetect16x16_8u_C1R", qvoiEdgesDetect16x16_8u_C1R, samples, step, Number{0, 128}, Number{0, 255},
-          Bytes{1, 9, 9})};
+    CALLS(qvoiSAD16x16_8u32s, samples, step, samples, step, sum, mcType),
+    CALLS(qvoiSAD8x8_8u32s_C1R, samples, step, samples, step, sum, mcType),
+    CALLS(qvoiSAD4x4_8u32s, samples, step, samples, step, sum),
+    CALLS(_qvoiSAD_16x16_8u32s, samples, step, samples, step, sum),
+    CALLS(qvoiSAD16x16Blocks4x4_8u16u, samples, step, samples, step, shortSums),
+    CALLS(qvoiSAD16x16Blocks8x8_8u16u, samples, step, samples, step, shortSums),
+    CALLS(qvoiSqrDiff16x16_8u32s, samples, step, samples, step, mcType, sum),
+    CALLS(qvoiSqrDiff16x16B_8u32s, samples, step, samples, step, mcType, samples, step, mcType, sum),
+    CALLS(qvoiVariance16x16_8u32s, samples, step, sum),
+    CALLS(qvoiMeanAbsDev16x16_8u32s_C1R, samples, step, sum),
+    CALLS(qvoiVarMean8x8_8u32s_C1R, samples, step, sum, sum),
+    CALLS(qvoiVarMean8x8_16s32s_C1R, residual, wordStep, sum, sum),
+    CALLS(qvoiVarMeanDiff16x16_8u32s_C1R, samples, step, samples, step, sums, sum, sum, mcType),
+    CALLS(qvoiVarMeanDiff16x8_8u32s_C1R, samples, step, samples, step, sums, sum, sum, mcType),
+    CALLS(qvoiEdgesDetect16x16_8u_C1R, samples, step, Number{0, 128}, Number{0, 255}, Bytes{1, 9, 9})};
 
 }  // namespace

@@ -193,6 +193,21 @@ class Table {
     QvoVlcTable* table_ = nullptr;
 };
 
+// The same of a writer.
+class EncodeTable {
+  public:
+    explicit EncodeTable(const std::vector<PairCode>& pairs) : EncodeTable(pairList(pairs)) {}
+    explicit EncodeTable(const std::vector<Qvo32s>& list) { qvoiCreateRLEncodeTable(list.data(), &table_); }
+    EncodeTable(const EncodeTable&) = delete;
+    EncodeTable& operator=(const EncodeTable&) = delete;
+    ~EncodeTable() { qvoiFreeRLEncodeTable(&table_); }
+
+    operator const QvoRLEncodeTable*() const { return table_; }
+
+  private:
+    QvoRLEncodeTable* table_ = nullptr;
+};
+
 // Appends bits, given as text or as numbers, to a word stream.
 class BitWriter {
   public:
