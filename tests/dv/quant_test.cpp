@@ -58,9 +58,6 @@ TEST(DvQuant, EveryQuantiserClassAndModeFollowsTheDefinition) {
             }
         }
     }
-}
-
-TEST(DvQuant, ChecksForNull) {
     EXPECT_EQ(qvoStatusNullPtr, qvoiQuantInv_DV_16s_C1I(nullptr, 0, 0, 0));
     EXPECT_EQ(qvoStatusNullPtr, qvoiQuantInvWeight_DV_16s_C1I(nullptr, 0, 0, 0));
 }

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "dv/encoder.h"
 #include "support/guarded.h"
 #include "support/statuses.h"
@@ -59,25 +57,36 @@ std::array<Qvo16s, 64> expectedLevels(const Block& block, int bits) {
 TEST(DvSegment, TheTypedCodesAreCompleteAndPrefixFree) {
     std::vector<std::string> all = {endOfBlock, "1111110", "1111111"};
     for (const Code& code : codes)
-        all.emplace_back(code.bits);
-    std::sort(all.begin(), all.end());
-    double sum = 0;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        sum += std::ldexp(1, -static_cast<int>(all[i].size()));
-        EXPECT_FALSE(i > 0 && all[i].starts_with(all[i - 1])) << all[i];
+        all.push_back(code.bits);
+    EXPECT_EQ(1, codeSpace(all));
+}
+
+// Blocks of a single code, of all codes and many escapes.
+std::vector<Segment> segmentsOfEveryCode(Random& random) {
+    std::vector<Segment> segments;
+    std::size_t count = 0;
+    for (int run = 0; run < 63; ++run) {
+        for (int amplitude = 1; amplitude < 256; ++amplitude) {
+            if (amplitude > 23 && (amplitude + run) % 29 != 0) continue;
+            if (count % 30 == 0) segments.emplace_back();
+            segments.back().blocks[count++ % 30].levels[static_cast<std::size_t>(run + 1)] =
+                random.chance(50) ? amplitude : -amplitude;
+        }
     }
-    EXPECT_EQ(1, sum);
+    return segments;
 }
 
 TEST(DvSegment, WhatWasEncodedComesBackFromAllThreePasses) {
     Random random(1);
     std::array<int, 4> ended{};
-    for (int i = 0; i < 400; ++i) {
-        const Segment segment = randomSegment(random, random.range(600, 4000));
+    std::vector<Segment> segments = segmentsOfEveryCode(random);
+    for (int i = 0; i < 400; ++i)
+        segments.push_back(randomSegment(random, random.range(600, 4000)));
+    for (const Segment& segment : segments) {
         const Layout layout = encode(segment, random);
         Decoded decoded(layout.bytes);
         for (std::size_t b = 0; b < 30; ++b) {
-            SCOPED_TRACE(testing::Message() << "segment " << i << " block " << b);
+            SCOPED_TRACE(testing::Message() << "segment " << &segment - segments.data() << " block " << b);
             const Block& block = segment.blocks[b];
             const auto expected = expectedLevels(block, layout.bitsPlaced[b]);
             ASSERT_TRUE(std::equal(expected.begin(), expected.end(), decoded.block(b)));
@@ -87,10 +96,9 @@ TEST(DvSegment, WhatWasEncodedComesBackFromAllThreePasses) {
             EXPECT_EQ(segment.quantisers[b / 6], report.quantiser);
             EXPECT_EQ(segment.errorStatuses[b / 6], report.errorStatus);
             EXPECT_EQ(layout.pass[b] > 0 ? qvoDVBlockWhole : qvoDVBlockCut, report.state);
-            int last = 0;
-            for (int k = 1; k < 64; ++k) {
-                if (block.levels[static_cast<std::size_t>(k)] != 0) last = k;
-            }
+            int last = 63;
+            while (last > 0 && block.levels[static_cast<std::size_t>(last)] == 0)
+                --last;
             EXPECT_LE(report.count, last + 1);
             EXPECT_TRUE(report.state == qvoDVBlockCut || report.count == last + 1);
             ++ended[static_cast<std::size_t>(layout.pass[b])];
@@ -98,35 +106,6 @@ TEST(DvSegment, WhatWasEncodedComesBackFromAllThreePasses) {
     }
     for (const int count : ended)
         EXPECT_GT(count, 200);
-}
-
-TEST(DvSegment, EveryCodeIsRead) {
-    Random random(2);
-    std::vector<Block> blocks;
-    for (int run = 0; run < 63; ++run) {
-        for (const int amplitude : {1, 2, 3, 4, 5, 7, 11, 17, 22, 23, 255}) {
-            Block block;
-            block.levels[static_cast<std::size_t>(run + 1)] = random.chance(50) ? amplitude : -amplitude;
-            blocks.push_back(block);
-        }
-    }
-    for (int amplitude = 1; amplitude < 256; ++amplitude) {
-        Block block;
-        block.levels[1] = amplitude;
-        block.levels[2] = -amplitude;
-        blocks.push_back(block);
-    }
-    while (blocks.size() % 30 != 0)
-        blocks.emplace_back();
-    for (std::size_t first = 0; first < blocks.size(); first += 30) {
-        Segment segment;
-        std::copy_n(blocks.begin() + static_cast<std::ptrdiff_t>(first), 30, segment.blocks.begin());
-        Decoded decoded(encode(segment, random).bytes);
-        for (std::size_t b = 0; b < 30; ++b) {
-            const auto expected = expectedLevels(segment.blocks[b], capacity);
-            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), decoded.block(b))) << first + b;
-        }
-    }
 }
 
 // A block that overruns leaves whole what does not depend on it, and nothing that is wrong is called whole.
@@ -196,10 +175,11 @@ TEST(DvSegment, ChecksItsArguments) {
     EXPECT_EQ(qvoStatusNullPtr, qvoiHuffmanInitAlloc_DV_32u(nullptr));
     EXPECT_EQ(qvoStatusNullPtr, qvoiHuffmanFree_DV_32u(nullptr));
     QvoDVHuffmanTable* none = nullptr;
-    EXPECT_EQ(qvoStatusOk, qvoiHuffmanFree_DV_32u(&none));
     ASSERT_EQ(qvoStatusOk, qvoiHuffmanInitAlloc_DV_32u(&none));
-    EXPECT_EQ(qvoStatusOk, qvoiHuffmanFree_DV_32u(&none));
-    EXPECT_EQ(nullptr, none);
+    for (int time = 0; time < 2; ++time) {  // there may be none
+        EXPECT_EQ(qvoStatusOk, qvoiHuffmanFree_DV_32u(&none));
+        EXPECT_EQ(nullptr, none);
+    }
 }
 
 }  // namespace
