@@ -12,19 +12,24 @@ using namespace mpeg2;
 
 namespace {
 
-struct Form {
-    bool mpeg2;
-    bool intra;
-};
-constexpr Form forms[] = {{false, false}, {false, true}, {true, false}, {true, true}};
-
 // What a block is decoded with, and what comes out.
 struct Setting {
+    bool mpeg2, intra;
     std::array<Qvo32s, 64> scan;
     std::array<Qvo16s, 64> matrix;
-    bool noMatrix = false;
-    Qvo32s QP = 1;
-    Qvo32s shift = 0;
+    bool noMatrix;
+    Qvo32s QP, shift;
+
+    Setting(bool mpeg2_, bool intra_, Random& random) : mpeg2(mpeg2_), intra(intra_) {
+        std::copy_n(random.chance(40) ? alternateScan : zigzag, 64, scan.begin());
+        if (random.chance(20)) random.fill(scan, 0, 63);  // not even a permutation
+        random.fill(matrix, 8, 255);
+        if (random.chance(20)) random.fill(matrix, -32768, 32767);
+        noMatrix = mpeg2 && !intra && random.chance(40);
+        QP = random.range(1, 112);
+        if (random.chance(20)) QP = mpeg2 ? random.range(-32768, 32767) : static_cast<Qvo32s>(random.next());
+        shift = random.range(0, 3);
+    }
 };
 
 struct Result {
@@ -46,7 +51,7 @@ std::int64_t wrap32(std::int64_t v) {
 
 // The tables of one syntax, for the library and for the slow reader.
 struct Tables {
-    Tables(const std::vector<PairCode>& pairs, const std::vector<SizeCode>& sizes, std::vector<Qvo32s> pairWidths,
+    Tables(const std::vector<PairCode>& pairs, const std::vector<std::string>& sizes, std::vector<Qvo32s> pairWidths,
            std::vector<Qvo32s> sizeWidths)
         : ac(Table::runLevel(pairList(pairs, pairWidths))),
           dc(Table::plain(sizeList(sizes, sizeWidths))),
@@ -57,7 +62,7 @@ struct Tables {
 };
 
 // The definition, code by code.
-Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, const std::vector<Qvo32u>& words,
+Result reconstructSlowly(const Tables& tables, const Setting& set, const std::vector<Qvo32u>& words,
                          std::size_t position, Qvo16s prediction) {
     Result r;
     r.prediction = prediction;
@@ -68,8 +73,8 @@ Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, co
         r.status = status;
         r.position = reader.position();
         if (status == qvoStatusOk) {
-            if (form.mpeg2 && sum % 2 == 0) r.block[63] = wrap16(r.block[63] + (r.block[63] % 2 != 0 ? -1 : 1));
-            r.size = form.mpeg2 && !form.intra && index == 0 ? 1 : index;
+            if (set.mpeg2 && sum % 2 == 0) r.block[63] = wrap16(r.block[63] + (r.block[63] % 2 != 0 ? -1 : 1));
+            r.size = set.mpeg2 && !set.intra && index == 0 ? 1 : index;
         }
         return r;
     };
@@ -78,21 +83,19 @@ Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, co
         sum += wrap16(value);
     };
 
-    if (form.intra) {
-        const std::vector<Qvo32s>* entry = tables.slowDc.read(reader, form.mpeg2 ? 0 : 1);
-        if (entry == nullptr && form.mpeg2) return finish(qvoStatusVlcError);
+    if (set.intra) {
+        const std::vector<Qvo32s>* entry = tables.slowDc.read(reader, set.mpeg2 ? 0 : 1);
+        if (entry == nullptr && set.mpeg2) return finish(qvoStatusVlcError);
         const int size = entry == nullptr ? 0 : entry->front();
         int difference = reader.get(size);
         if (size > 0 && difference < 1 << (size - 1)) difference -= (1 << size) - 1;
-        r.prediction = wrap16(prediction + (form.mpeg2 ? 1 : 8) * difference);
-        store(0, form.mpeg2 ? r.prediction * (1 << set.shift) : r.prediction);
+        r.prediction = wrap16(prediction + (set.mpeg2 ? 1 : 8) * difference);
+        store(0, set.mpeg2 ? r.prediction * (1 << set.shift) : r.prediction);
         index = 0;
     }
-    for (bool first = !form.intra;; first = false) {
-        int run;
-        int level;
+    for (bool first = !set.intra;; first = false) {
+        int run = 0, level = 0;
         if (first && reader.show(0) == '1') {
-            run = 0;
             level = reader.get(2) == 2 ? 1 : -1;
         } else {
             const std::vector<Qvo32s>* entry = tables.slowAc.read(reader, 1);
@@ -100,19 +103,11 @@ Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, co
             level = entry == nullptr ? -16 : (*entry)[1];
             if (run == qvoRunEscape) {
                 run = reader.get(6);
-                if (form.mpeg2) {
-                    level = reader.get(12);
-                    if (level > 2047) level -= 4096;
-                } else {
-                    level = reader.get(8);
-                    if (level == 0) {
-                        level = reader.get(8);
-                    } else if (level == 128) {
-                        level = reader.get(8) - 256;
-                    } else if (level > 128) {
-                        level -= 256;
-                    }
-                }
+                level = reader.get(set.mpeg2 ? 12 : 8);
+                if (!set.mpeg2 && level % 128 == 0)
+                    level = reader.get(8) - (level == 128 ? 256 : 0);
+                else if (level >= (set.mpeg2 ? 2048 : 128))
+                    level -= set.mpeg2 ? 4096 : 256;
             } else if (first && run > 63) {
                 index = run;
                 return finish(qvoStatusOk);
@@ -124,34 +119,31 @@ Result reconstructSlowly(Form form, const Tables& tables, const Setting& set, co
         if (next > 63) return finish(qvoStatusVlcError);
         index = next;
         const Qvo32s at = set.scan[static_cast<std::size_t>(index)];
-        const std::int64_t W = set.noMatrix ? 16 : set.matrix[static_cast<std::size_t>(at)];
-        const std::int64_t L = level;
-        const std::int64_t QP = set.QP;
-        if (form.mpeg2 && !form.intra) {
+        const std::int64_t W = set.noMatrix ? 16 : set.matrix[static_cast<std::size_t>(at)], L = level, QP = set.QP;
+        if (set.mpeg2 && !set.intra) {
             store(at, wrap32(W * QP * (2 * L + (L > 0) - (L < 0))) / 32);
         } else if (first) {
             store(at, wrap16(W * L * 2 * QP) / 16);
         } else {
-            store(at, wrap32(W * L * 2 * QP) / (form.mpeg2 ? 32 : 16));
+            store(at, wrap32(W * L * 2 * QP) / (set.mpeg2 ? 32 : 16));
         }
     }
 }
 
-Result reconstruct(Form form, const Tables& t, const Setting& set, Qvo32u* words, std::size_t position,
-                   Qvo16s prediction) {
+Result reconstruct(const Tables& t, const Setting& set, Qvo32u* words, std::size_t position, Qvo16s prediction) {
     Result r;
     r.prediction = prediction;
     r.block.fill(0x5555);
     Position p{words + position / 32, 31 - static_cast<Qvo32s>(position % 32)};
     const Qvo16s* matrix = set.noMatrix ? nullptr : set.matrix.data();
     const auto QP = static_cast<Qvo16s>(set.QP);
-    if (form.mpeg2 && form.intra) {
+    if (set.mpeg2 && set.intra) {
         r.status = qvoiReconstructDCTBlockIntra_MPEG2_32s(&p.word, &p.offset, t.dc, t.ac, set.scan.data(), QP, matrix,
                                                           &r.prediction, set.shift, r.block.data(), &r.size);
-    } else if (form.mpeg2) {
+    } else if (set.mpeg2) {
         r.status = qvoiReconstructDCTBlock_MPEG2_32s(&p.word, &p.offset, t.ac, t.ac, set.scan.data(), QP, matrix,
                                                      r.block.data(), &r.size);
-    } else if (form.intra) {
+    } else if (set.intra) {
         r.status = qvoiReconstructDCTBlockIntra_MPEG1_32s(&p.word, &p.offset, t.dc, t.ac, set.scan.data(), set.QP,
                                                           matrix, &r.prediction, r.block.data(), &r.size);
     } else {
@@ -160,26 +152,6 @@ Result reconstruct(Form form, const Tables& t, const Setting& set, Qvo32u* words
     }
     r.position = p.bitsFrom(words);
     return r;
-}
-
-Setting plainSetting() {
-    Setting set;
-    std::copy_n(zigzag, 64, set.scan.begin());
-    set.matrix.fill(16);
-    return set;
-}
-
-Setting randomSetting(Random& random, bool mpeg2, bool intra) {
-    Setting set = plainSetting();
-    if (random.chance(40)) std::copy_n(alternateScan, 64, set.scan.begin());
-    if (random.chance(20)) random.fill(set.scan, 0, 63);  // not even a permutation
-    random.fill(set.matrix, 8, 255);
-    if (random.chance(20)) random.fill(set.matrix, -32768, 32767);
-    set.noMatrix = mpeg2 && !intra && random.chance(40);
-    set.QP = random.range(1, 112);
-    if (random.chance(20)) set.QP = mpeg2 ? random.range(-32768, 32767) : random.range(-2147483647 - 1, 2147483647);
-    set.shift = random.range(0, 3);
-    return set;
 }
 
 // Bits that decode to blocks of all kinds, some of them damaged.
@@ -214,24 +186,23 @@ TEST(Reconstruct, AgreesWithTheDefinition) {
     Random random(5);
     int blocks[4][2] = {};
     for (int round = 0; round < 400; ++round) {
-        const int f = round % 4;
         const Tables& t = tables[random.range(0, 3)];
         std::vector<Qvo32u> words = randomStream(random, random.chance(50) ? tableB14 : tableB15);
         words.resize(words.size() + 200);  // a block may run on into whatever follows
-        const Setting set = randomSetting(random, forms[f].mpeg2, forms[f].intra);
+        const Setting set(round & 2, round & 1, random);
         auto position = static_cast<std::size_t>(random.range(0, 31));
         Qvo16s prediction = 1000;
         while (position < 3000) {
-            const Result expected = reconstructSlowly(forms[f], t, set, words, position, prediction);
+            const Result expected = reconstructSlowly(t, set, words, position, prediction);
             // Only one word beyond the one with the last consumed bit may be read.
             const std::size_t readable = (expected.position + 31) / 32 + 1;
             Guarded<Qvo32u> stream(readable);
             std::copy_n(words.begin(), readable, stream.begin());
-            ASSERT_EQ(expected, reconstruct(forms[f], t, set, stream.data(), position, prediction))
-                << "form " << f << " at bit " << position;
+            ASSERT_EQ(expected, reconstruct(t, set, stream.data(), position, prediction))
+                << "form " << round % 4 << " at bit " << position;
             position = expected.position;
             prediction = expected.prediction;
-            ++blocks[f][expected.status == qvoStatusOk];
+            ++blocks[round % 4][expected.status == qvoStatusOk];
         }
     }
     for (const auto& count : blocks) {
@@ -243,9 +214,8 @@ TEST(Reconstruct, AgreesWithTheDefinition) {
 TEST(Reconstruct, NullPointers) {
     const Tables t(tableB14, tableB12, {8, 9}, {4, 5});
     const QvoVlcTable *const dc = t.dc, *const ac = t.ac;
-    const Setting set = plainSetting();
-    const Qvo32s* const scan = set.scan.data();
-    const Qvo16s* const W = set.matrix.data();
+    const Qvo32s* const scan = zigzag;
+    const Qvo16s* const W = intraMatrix;
     std::vector<Qvo32u> words = BitWriter().put("100101010").words();  // a block in all forms
     struct Memory {
         Qvo32u* word;
@@ -277,37 +247,31 @@ TEST(QuantInv, AgreesWithTheDefinition) {
     for (int round = 0; round < 3000; ++round) {
         const bool intra = round % 3 == 0;
         const bool noMatrix = round % 3 == 1;
-        Qvo16s c[64];
-        Qvo16s W[64];
+        Guarded<Qvo16s> c(64), W(64);
         const bool wild = random.chance(30);
         random.fill(c, wild ? -32768 : -300, wild ? 32767 : 300);
-        for (Qvo16s& e : c) {
+        for (Qvo16s& e : c)
             if (random.chance(50)) e = 0;
-        }
         random.fill(W, wild ? -32768 : 8, wild ? 32767 : 255);
         const Qvo32s QP = wild ? static_cast<Qvo32s>(random.next()) : random.range(1, 112);
 
         Qvo16s expected[64];
         std::int64_t sum = 0;
-        for (int i = 0; i < 64; ++i) {
+        for (std::size_t i = 0; i < 64; ++i) {
             const std::int64_t twice = 2 * c[i] + (c[i] > 0) - (c[i] < 0);
-            std::int64_t q = intra      ? wrap32(wrap32(std::int64_t{2} * c[i] * W[i]) * QP) / 32
-                             : noMatrix ? wrap32(twice * QP) / 2
-                                        : wrap32(wrap32(twice * W[i]) * QP) / 32;
-            q = std::clamp<std::int64_t>(wrap16(q), -2048, 2047);
-            expected[i] = intra && i == 0 ? c[0] : static_cast<Qvo16s>(q);
+            const std::int64_t q = intra      ? wrap32(wrap32(std::int64_t{2} * c[i] * W[i]) * QP) / 32
+                                   : noMatrix ? wrap32(twice * QP) / 2
+                                              : wrap32(wrap32(twice * W[i]) * QP) / 32;
+            expected[i] = intra && i == 0 ? c[0] : std::clamp<Qvo16s>(wrap16(q), -2048, 2047);
             sum += expected[i];
         }
         if (sum % 2 == 0) expected[63] = static_cast<Qvo16s>(expected[63] + (expected[63] % 2 != 0 ? -1 : 1));
-
-        Guarded<Qvo16s> block(64);
-        std::copy_n(c, 64, block.begin());
-        ASSERT_EQ(qvoStatusOk, intra ? qvoiQuantInvIntra_MPEG2_16s_C1I(block.data(), QP, W)
-                                     : qvoiQuantInv_MPEG2_16s_C1I(block.data(), QP, noMatrix ? nullptr : W));
-        ASSERT_TRUE(std::equal(block.begin(), block.end(), expected));
+        ASSERT_EQ(qvoStatusOk, intra ? qvoiQuantInvIntra_MPEG2_16s_C1I(c.data(), QP, W.data())
+                                     : qvoiQuantInv_MPEG2_16s_C1I(c.data(), QP, noMatrix ? nullptr : W.data()));
+        ASSERT_TRUE(std::equal(c.begin(), c.end(), expected));
     }
-    std::array<Qvo16s, 64> block = {}, flat = {};
-    expectStatuses(block, qvoiQuantInvIntra_MPEG2_16s_C1I, {block.data(), 1, flat.data()},
+    std::array<Qvo16s, 64> block = {};
+    expectStatuses(block, qvoiQuantInvIntra_MPEG2_16s_C1I, {block.data(), 1, intraMatrix},
                    {{qvoStatusNullPtr, {0, 2}}});
     expectStatuses(block, qvoiQuantInv_MPEG2_16s_C1I, {block.data(), 1, nullptr}, {{qvoStatusNullPtr, {0}}});
 }

@@ -3,19 +3,13 @@
 #ifndef QVOVC_TESTS_MPEG2_TABLES_H
 #define QVOVC_TESTS_MPEG2_TABLES_H
 
-#include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "qvovc.h"
+#include "support/codes.h"
 
 namespace mpeg2 {
-
-struct SizeCode {
-    const char* bits;
-    int size;
-};
 
 // A coefficient code without its sign bit.
 struct PairCode {
@@ -24,31 +18,17 @@ struct PairCode {
     int level;
 };
 
-// Table B.12, luminance.
-inline const std::vector<SizeCode> tableB12 = {
-    {"100", 0},   {"00", 1},     {"01", 2},      {"101", 3},      {"110", 4},        {"1110", 5},
-    {"11110", 6}, {"111110", 7}, {"1111110", 8}, {"11111110", 9}, {"111111110", 10}, {"111111111", 11},
-};
+// Tables B.12 and B.13: the codes of the DC sizes from 0 up, of luminance and chrominance.
+inline const std::vector<std::string> tableB12 = {"100",   "00",     "01",      "101",      "110",       "1110",
+                                                  "11110", "111110", "1111110", "11111110", "111111110", "111111111"};
+inline const std::vector<std::string> tableB13 = {"00",       "01",        "10",         "110",
+                                                  "1110",     "11110",     "111110",     "1111110",
+                                                  "11111110", "111111110", "1111111110", "1111111111"};
 
-// Table B.13, chrominance.
-inline const std::vector<SizeCode> tableB13 = {
-    {"00", 0},     {"01", 1},      {"10", 2},       {"110", 3},       {"1110", 4},        {"11110", 5},
-    {"111110", 6}, {"1111110", 7}, {"11111110", 8}, {"111111110", 9}, {"1111111110", 10}, {"1111111111", 11},
-};
-
-// A table's codes: the end of block, the escape, and the codes of the levels from 1 up; '/' leads to the next run.
+// A table's codes: the end of block, the escape, and those of a text.
 inline std::vector<PairCode> pairTable(const char* endOfBlock, const std::string& text) {
     std::vector<PairCode> table = {{endOfBlock, qvoRunEndOfBlock, 0}, {"000001", qvoRunEscape, 0}};
-    std::istringstream words(text);
-    int run = 0, level = 0;
-    for (std::string code; words >> code;) {
-        if (code == "/") {
-            ++run;
-            level = 0;
-        } else {
-            table.push_back({code, run, ++level});
-        }
-    }
+    forEachCode(text, [&](const std::string& bits, int run, int level) { table.push_back({bits, run, level}); });
     return table;
 }
 
@@ -120,10 +100,8 @@ struct ListCode {
 inline std::vector<Qvo32s> codeList(const std::vector<ListCode>& codes, const std::vector<Qvo32s>& widths) {
     std::vector<Qvo32s> list{-1, static_cast<Qvo32s>(widths.size())};
     list.insert(list.end(), widths.begin(), widths.end());
-    std::size_t longest = 0;
-    for (const ListCode& code : codes)
-        longest = std::max(longest, code.bits.size());
-    for (std::size_t length = 1; length <= longest; ++length) {
+    std::size_t left = codes.size();
+    for (std::size_t length = 1; left > 0; ++length) {
         const std::size_t count = list.size();
         list.push_back(0);
         for (const ListCode& code : codes) {
@@ -132,16 +110,17 @@ inline std::vector<Qvo32s> codeList(const std::vector<ListCode>& codes, const st
             list.push_back(static_cast<Qvo32s>(std::stoul(code.bits, nullptr, 2)));
             list.insert(list.end(), code.words.begin(), code.words.end());
         }
+        left -= static_cast<std::size_t>(list[count]);
     }
     list.push_back(-1);
     return list;
 }
 
 // The codes of a DC size table.
-inline std::vector<ListCode> sizeCodes(const std::vector<SizeCode>& table) {
+inline std::vector<ListCode> sizeCodes(const std::vector<std::string>& table) {
     std::vector<ListCode> codes;
-    for (const SizeCode& c : table)
-        codes.push_back({c.bits, {c.size}});
+    for (const std::string& bits : table)
+        codes.push_back({bits, {static_cast<Qvo32s>(codes.size())}});
     return codes;
 }
 
@@ -149,18 +128,14 @@ inline std::vector<ListCode> sizeCodes(const std::vector<SizeCode>& table) {
 inline std::vector<ListCode> pairCodes(const std::vector<PairCode>& table) {
     std::vector<ListCode> codes;
     for (const PairCode& c : table) {
-        const std::string bits = c.bits;
-        if (c.level == 0) {
-            codes.push_back({bits, {c.run, 0}});
-        } else {
-            codes.push_back({bits + "0", {c.run, c.level}});
-            codes.push_back({bits + "1", {c.run, -c.level}});
-        }
+        codes.push_back({c.level == 0 ? c.bits : c.bits + "0", {c.run, c.level}});
+        if (c.level != 0) codes.push_back({c.bits + "1", {c.run, -c.level}});
     }
     return codes;
 }
 
-inline std::vector<Qvo32s> sizeList(const std::vector<SizeCode>& table, const std::vector<Qvo32s>& widths = {5, 5}) {
+inline std::vector<Qvo32s> sizeList(const std::vector<std::string>& table,
+                                    const std::vector<Qvo32s>& widths = {5, 5}) {
     return codeList(sizeCodes(table), widths);
 }
 
@@ -215,11 +190,7 @@ class BitWriter {
         text_ += bits;
         return *this;
     }
-    BitWriter& put(unsigned value, int length) {
-        for (int i = length - 1; i >= 0; --i)
-            text_ += (value >> i & 1) ? '1' : '0';
-        return *this;
-    }
+    BitWriter& put(unsigned value, int length) { return put(binary(value, length)); }
     // The words with one word of slack behind them.
     std::vector<Qvo32u> words() const {
         std::vector<Qvo32u> all((text_.size() + 31) / 32);
@@ -230,7 +201,6 @@ class BitWriter {
         return all;
     }
     std::size_t size() const { return text_.size(); }
-    const std::string& text() const { return text_; }
 
   private:
     std::string text_;
