@@ -17,95 +17,72 @@ int sumOver(int width, int height, Value value) {
     return sum;
 }
 
+int square(int d) {
+    return d * d;
+}
+
 }  // namespace
 
-TEST(Sad, SumsTheDistanceFromTheHalfPelPrediction) {
+// The forms without half-pel positions as well, and those that give one sum per smaller block.
+TEST(Sad, SumsTheDistanceFromThePrediction) {
     Random random(61);
-    for (int i = 0; i < 600; ++i) {
-        const int size = random.chance(50) ? 16 : 8, mcType = randomMcType(random);
+    for (int i = 0; i < 900; ++i) {
+        const int size = 4 << i % 3, mcType = size == 4 || random.chance(30) ? 0 : randomMcType(random);
         Reference reference(size, size, 1, mcType, random);
         Plane<Qvo8u> src(size, size, random);
         src.fill(random, 0, 255);
+        const auto distance = [&](int x, int y) { return std::abs(src.at(x, y) - reference.predict(x, y, 0)); };
+        const Qvo8u *const p = src.origin(), *const q = reference.origin();
+        const Qvo32s step = src.step(), refStep = reference.step();
         Qvo32s sad = -1;
-        ASSERT_EQ(qvoStatusOk, (size == 16 ? qvoiSAD16x16_8u32s : qvoiSAD8x8_8u32s_C1R)(
-                                   src.origin(), src.step(), reference.origin(), reference.step(), &sad, mcType));
-        ASSERT_EQ(
-            sumOver(size, size, [&](int x, int y) { return std::abs(src.at(x, y) - reference.predict(x, y, 0)); }),
-            sad)
-            << size << ' ' << (mcType & 12);
-    }
-}
-
-TEST(Sad, FullPelForms) {
-    Random random(62);
-    for (int i = 0; i < 300; ++i) {
-        Reference reference(16, 16, 1, 0, random), reference4(4, 4, 1, 0, random);
-        Plane<Qvo8u> src(16, 16, random), src4(4, 4, random);
-        src.fill(random, 0, 255);
-        src4.fill(random, 0, 255);
-        const auto distance = [&](int x, int y) { return std::abs(src.at(x, y) - reference.at(x, y)); };
-
-        Qvo32s sad = -1;
-        ASSERT_EQ(qvoStatusOk,
-                  _qvoiSAD_16x16_8u32s(src.origin(), src.step(), reference.origin(), reference.step(), &sad));
-        ASSERT_EQ(sumOver(16, 16, distance), sad);
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiSAD4x4_8u32s(src4.origin(), src4.step(), reference4.origin(), reference4.step(), &sad));
-        ASSERT_EQ(sumOver(4, 4, [&](int x, int y) { return std::abs(src4.at(x, y) - reference4.at(x, y)); }), sad);
-
-        for (const int size : {8, 4}) {
-            const int count = 256 / (size * size), across = 16 / size;
-            Guarded<Qvo16u> sads(static_cast<std::size_t>(count));
-            random.fill(sads, 1, 999);
-            ASSERT_EQ(qvoStatusOk, (size == 8 ? qvoiSAD16x16Blocks8x8_8u16u : qvoiSAD16x16Blocks4x4_8u16u)(
-                                       src.origin(), src.step(), reference.origin(), reference.step(), sads.data()));
-            for (int n = 0; n < count; ++n)
-                ASSERT_EQ(
-                    sumOver(size, size,
-                            [&](int x, int y) { return distance(n % across * size + x, n / across * size + y); }),
-                    sads[static_cast<std::size_t>(n)]);
+        ASSERT_EQ(qvoStatusOk, size == 4   ? qvoiSAD4x4_8u32s(p, step, q, refStep, &sad)
+                               : size == 8 ? qvoiSAD8x8_8u32s_C1R(p, step, q, refStep, &sad, mcType)
+                                           : qvoiSAD16x16_8u32s(p, step, q, refStep, &sad, mcType));
+        ASSERT_EQ(sumOver(size, size, distance), sad) << size << ' ' << (mcType & 12);
+        if (size != 16 || mcType != 0) continue;
+        ASSERT_EQ(qvoStatusOk, _qvoiSAD_16x16_8u32s(p, step, q, refStep, &sad));
+        ASSERT_EQ(sumOver(size, size, distance), sad);
+        for (const int part : {8, 4}) {
+            Guarded<Qvo16u> sads(static_cast<std::size_t>(256 / (part * part)));
+            ASSERT_EQ(qvoStatusOk, (part == 8 ? qvoiSAD16x16Blocks8x8_8u16u : qvoiSAD16x16Blocks4x4_8u16u)(
+                                       p, step, q, refStep, sads.data()));
+            int n = 0;
+            for (const int sum : sads) {
+                const int left = n * part % 16, top = n * part / 16 * part;
+                ASSERT_EQ(sumOver(part, part, [&](int x, int y) { return distance(left + x, top + y); }), sum) << n;
+                ++n;
+            }
         }
     }
 }
 
-TEST(SqrDiff, SumsTheSquaresOfTheDifferences) {
+// The square of the sum wraps to 32 bits, from a mean of 182 on.
+TEST(Metrics, OfLargeBlocks) {
     Random random(63);
     for (int i = 0; i < 600; ++i) {
         const int mcTypeF = randomMcType(random), mcTypeB = randomMcType(random);
         Reference forward(16, 16, 1, mcTypeF, random), backward(16, 16, 1, mcTypeB, random);
         Plane<Qvo8u> src(16, 16, random);
-        src.fill(random, 0, 255);
-        const auto square = [](int d) { return d * d; };
-        Qvo32s ssd = -1;
-        ASSERT_EQ(qvoStatusOk,
-                  qvoiSqrDiff16x16_8u32s(src.origin(), src.step(), forward.origin(), forward.step(), mcTypeF, &ssd));
-        ASSERT_EQ(sumOver(16, 16, [&](int x, int y) { return square(src.at(x, y) - forward.predict(x, y, 0)); }),
-                  ssd);
-        ASSERT_EQ(qvoStatusOk, qvoiSqrDiff16x16B_8u32s(src.origin(), src.step(), forward.origin(), forward.step(),
-                                                       mcTypeF, backward.origin(), backward.step(), mcTypeB, &ssd));
-        ASSERT_EQ(
-            sumOver(16, 16,
-                    [&](int x, int y) {
-                        return square(src.at(x, y) - (forward.predict(x, y, 0) + backward.predict(x, y, 0) + 1) / 2);
-                    }),
-            ssd);
-    }
-}
-
-// The square of the sum wraps to 32 bits, from a mean of 182 on.
-TEST(BlockStatistics, VarianceAndDeviationFromTheRoundedMean) {
-    Random random(64);
-    for (int i = 0; i < 600; ++i) {
-        Plane<Qvo8u> src(16, 16, random);
         src.fill(random, i % 3 ? 0 : 150, 255);
-        Qvo32s variance = -1, deviation = -1;
-        ASSERT_EQ(qvoStatusOk, qvoiVariance16x16_8u32s(src.origin(), src.step(), &variance));
+        const auto expect = [&](QvoStatus status, Qvo32s& result, auto value) {
+            ASSERT_EQ(qvoStatusOk, status);
+            ASSERT_EQ(sumOver(16, 16, value), result);
+        };
+        Qvo32s one = -1, two = -1, variance = -1, deviation = -1;
+        expect(qvoiSqrDiff16x16_8u32s(src.origin(), src.step(), forward.origin(), forward.step(), mcTypeF, &one), one,
+               [&](int x, int y) { return square(src.at(x, y) - forward.predict(x, y, 0)); });
+        expect(qvoiSqrDiff16x16B_8u32s(src.origin(), src.step(), forward.origin(), forward.step(), mcTypeF,
+                                       backward.origin(), backward.step(), mcTypeB, &two),
+               two, [&](int x, int y) {
+                   return square(src.at(x, y) - (forward.predict(x, y, 0) + backward.predict(x, y, 0) + 1) / 2);
+               });
         const long long sum = sumOver(16, 16, [&](int x, int y) { return int{src.at(x, y)}; });
-        const int squares = sumOver(16, 16, [&](int x, int y) { return src.at(x, y) * src.at(x, y); });
-        ASSERT_EQ(squares - wrap32(sum * sum) / 256, variance);
-        ASSERT_EQ(qvoStatusOk, qvoiMeanAbsDev16x16_8u32s_C1R(src.origin(), src.step(), &deviation));
         const int mean = static_cast<int>((sum + 128) / 256);
-        ASSERT_EQ(sumOver(16, 16, [&](int x, int y) { return std::abs(src.at(x, y) - mean); }), deviation);
+        expect(qvoiMeanAbsDev16x16_8u32s_C1R(src.origin(), src.step(), &deviation), deviation,
+               [&](int x, int y) { return std::abs(src.at(x, y) - mean); });
+        ASSERT_EQ(qvoStatusOk, qvoiVariance16x16_8u32s(src.origin(), src.step(), &variance));
+        ASSERT_EQ(sumOver(16, 16, [&](int x, int y) { return square(src.at(x, y)); }) - wrap32(sum * sum) / 256,
+                  variance);
     }
 }
 
@@ -146,27 +123,26 @@ TEST(VarMeanDiff, GivesVarianceAndEightfoldMeanPerQuadrant) {
         Plane<Qvo8u> src(16, height, random);
         src.fill(random, 0, 255);
         Guarded<Qvo32s> sums(count), variances(count), means(count);
-        const auto quadrant = [](int q, auto value) {
-            return sumOver(8, 8, [&](int x, int y) { return value(q % 2 * 8 + x, q / 2 * 8 + y); });
-        };
-        for (int q = 0; q < height / 4; ++q)  // at times not the source's, so that the mean outweighs the squares
-            sums[static_cast<std::size_t>(q)] = random.chance(80)
-                                                    ? quadrant(q, [&](int x, int y) { return int{src.at(x, y)}; })
-                                                    : random.range(-20000, 20000);
+        std::vector<Qvo32s> expectedVariances, expectedMeans;
+        for (std::size_t q = 0; q < count; ++q) {
+            const auto quadrant = [&](auto value) {
+                return sumOver(8, 8, [&](int x, int y) {
+                    const int left = static_cast<int>(q % 2 * 8), top = static_cast<int>(q / 2 * 8);
+                    return value(src.at(left + x, top + y), reference.predict(left + x, top + y, 0));
+                });
+            };
+            // At times not the source's sum, so that the mean outweighs the squares.
+            sums[q] = random.chance(80) ? quadrant([](int s, int) { return s; }) : random.range(-20000, 20000);
+            const int mean = (sums[q] - quadrant([](int, int p) { return p; })) / 8;
+            const int squares = quadrant([](int s, int p) { return square(s - p); });
+            expectedMeans.push_back(mean);
+            expectedVariances.push_back(squares > mean * mean ? (squares - mean * mean) / 64 : 0);
+        }
         ASSERT_EQ(qvoStatusOk, (height == 16 ? qvoiVarMeanDiff16x16_8u32s_C1R : qvoiVarMeanDiff16x8_8u32s_C1R)(
                                    src.origin(), src.step(), reference.origin(), reference.step(), sums.data(),
                                    variances.data(), means.data(), mcType));
-        for (int q = 0; q < height / 4; ++q) {
-            const auto index = static_cast<std::size_t>(q);
-            const int predicted = quadrant(q, [&](int x, int y) { return reference.predict(x, y, 0); });
-            const int squares = quadrant(q, [&](int x, int y) {
-                const int d = src.at(x, y) - reference.predict(x, y, 0);
-                return d * d;
-            });
-            const int mean = (sums[index] - predicted) / 8;
-            ASSERT_EQ(mean, means[index]);
-            ASSERT_EQ(squares > mean * mean ? (squares - mean * mean) / 64 : 0, variances[index]);
-        }
+        ASSERT_TRUE(std::equal(means.begin(), means.end(), expectedMeans.begin()));
+        ASSERT_TRUE(std::equal(variances.begin(), variances.end(), expectedVariances.begin()));
     }
 }
 
@@ -176,16 +152,16 @@ TEST(EdgesDetect, CountsPointsUpToTheThreshold) {
     for (int i = 0; i < 1000; ++i) {
         Plane<Qvo8u> src(16, 16, random);
         src.fill(random, 0, 255);
-        const auto threshold = static_cast<Qvo8u>(random.range(0, 255));
+        const int threshold = random.range(0, 255);
         const int count = sumOver(15, 15, [&](int x, int y) {
             return int{std::abs(src.at(x, y) - src.at(x + 1, y)) > threshold ||
                        std::abs(src.at(x, y) - src.at(x, y + 1)) > threshold};
         });
-        for (const int limit : {count - 1, count, random.range(0, 255), 255}) {
-            if (limit < 0) continue;
+        for (const int limit : {std::max(count - 1, 0), count, random.range(0, 255), 255}) {
             Qvo8u result = 9;
-            ASSERT_EQ(qvoStatusOk, qvoiEdgesDetect16x16_8u_C1R(src.origin(), src.step(), threshold,
-                                                               static_cast<Qvo8u>(limit), &result));
+            ASSERT_EQ(qvoStatusOk,
+                      qvoiEdgesDetect16x16_8u_C1R(src.origin(), src.step(), static_cast<Qvo8u>(threshold),
+                                                  static_cast<Qvo8u>(limit), &result));
             ASSERT_EQ(count > limit, result);
             found += result;
         }
