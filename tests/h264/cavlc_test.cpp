@@ -10,6 +10,7 @@
 
 #include "qvovc.h"
 #include "support/random.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -22,9 +23,9 @@ struct Elements {
     bool operator==(const Elements&) const = default;
 };
 
-Elements encode(const Qvo16s* coefs, int first, const Qvo32s* scan, int last, QvoStatus expected = qvoStatusOk) {
+Elements encode(const Qvo16s* coefs, int first, const Qvo32s* scan, int last) {
     Elements e;
-    EXPECT_EQ(expected,
+    EXPECT_EQ(qvoStatusOk,
               qvoiEncodeCoeffsCAVLC_H264_16s(coefs, static_cast<Qvo8u>(first), scan, static_cast<Qvo8u>(last),
                                              &e.ones, &e.signs, &e.count, &e.zeros, e.levels.data(), e.runs.data()));
     return e;
@@ -89,22 +90,19 @@ TEST(Cavlc, DecodesToTheSameCoefficients) {
 
 TEST(Cavlc, ChecksItsArgumentsInOrder) {
     const Qvo32s scan[16] = {};
-    const Qvo16s coefs[16] = {1, 2, 3};
-    for (const auto& [first, last] : {std::pair{0, 16}, {1, 0}, {16, 15}, {16, 16}, {255, 255}})
-        EXPECT_EQ(Elements(), encode(coefs, first, scan, last, qvoStatusOutOfRange));
-    for (int null = 0; null < 8; ++null) {
-        Elements e;
-        const auto arg = [null](int i, auto* p) { return i == null ? nullptr : p; };
-        EXPECT_EQ(qvoStatusNullPtr,
-                  qvoiEncodeCoeffsCAVLC_H264_16s(arg(0, coefs), 1, arg(7, scan), 0, arg(1, &e.ones), arg(2, &e.signs),
-                                                 arg(3, &e.count), arg(4, &e.zeros), arg(5, e.levels.data()),
-                                                 arg(6, e.runs.data())));
-        if (null == 7) break;
-        EXPECT_EQ(qvoStatusNullPtr, qvoiEncodeChromaDcCoeffsCAVLC_H264_16s(
-                                        arg(0, coefs), arg(1, &e.ones), arg(2, &e.signs), arg(3, &e.count),
-                                        arg(4, &e.zeros), arg(5, e.levels.data()), arg(6, e.runs.data())));
-        EXPECT_EQ(Elements(), e);
+    const Qvo16s coefs[16] = {};
+    Elements e;
+    for (const Qvo8u last : {Qvo8u{1}, Qvo8u{15}}) {
+        expectStatuses(
+            e, qvoiEncodeCoeffsCAVLC_H264_16s,
+            {coefs, Qvo8u{1}, scan, last, &e.ones, &e.signs, &e.count, &e.zeros, e.levels.data(), e.runs.data()},
+            {{qvoStatusNullPtr, {0, 2, 4, 5, 6, 7, 8, 9}},
+             {qvoStatusOutOfRange, {1}, {last + 1, 16, 255}},
+             {qvoStatusOutOfRange, {3}, {0, 16, 255}}});
     }
+    expectStatuses(e, qvoiEncodeChromaDcCoeffsCAVLC_H264_16s,
+                   {coefs, &e.ones, &e.signs, &e.count, &e.zeros, e.levels.data(), e.runs.data()},
+                   {{qvoStatusNullPtr, {0, 1, 2, 3, 4, 5, 6}}});
 }
 
 }  // namespace

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -121,49 +120,38 @@ QvoStatus inMode(const Qvo8u* p, Qvo8u* pDst, Qvo32s step, Qvo32s dstStep, Qvo32
 }
 
 TEST(Interpolate, InternalRoutinesTakeBlocksOfAnySize) {
-    // By the position each gives; the building blocks behind the sixteen positions.
-    const std::pair<Routine, int> routines[] = {{_qvoInterpolate_H0V0, 0},
-                                                {_qvoInterpolate_H0V1, 1},
-                                                {_qvoInterpolate_H0V2, 2},
-                                                {_qvoInterpolate_H0V3, 3},
-                                                {_qvoInterpolate_H1V0, 4},
-                                                {_qvoInterpolate_H1V1, 5},
-                                                {_qvoInterpolate_H1V2, 6},
-                                                {_qvoInterpolate_H1V3, 7},
-                                                {_qvoInterpolate_H2V0, 8},
-                                                {_qvoInterpolate_H2V1, 9},
-                                                {_qvoInterpolate_H2V2, 10},
-                                                {_qvoInterpolate_H2V3, 11},
-                                                {_qvoInterpolate_H3V0, 12},
-                                                {_qvoInterpolate_H3V1, 13},
-                                                {_qvoInterpolate_H3V2, 14},
-                                                {_qvoInterpolate_H3V3, 15},
-                                                {_qvoInterpolate_H2, 8},
-                                                {_qvoInterpolate_V2, 2},
-                                                {inMode<_qvoInterpolate_2DV4, 0>, 10},
-                                                {inMode<_qvoInterpolate_2DV4, 1>, 9},
-                                                {inMode<_qvoInterpolate_2DV4, 2>, 11},
-                                                {inMode<_qvoInterpolate_2DH4, 0>, 10},
-                                                {inMode<_qvoInterpolate_2DH4, 1>, 6},
-                                                {inMode<_qvoInterpolate_2DH4, 2>, 14},
-                                                {_qvoInterpolate_Avg, 16}};
+    // The building blocks by the position that each gives, and those of the sixteen positions in their order.
+    std::vector<std::pair<Routine, int>> routines = {{_qvoInterpolate_H2, 8},
+                                                     {_qvoInterpolate_V2, 2},
+                                                     {inMode<_qvoInterpolate_2DV4, 0>, 10},
+                                                     {inMode<_qvoInterpolate_2DV4, 1>, 9},
+                                                     {inMode<_qvoInterpolate_2DV4, 2>, 11},
+                                                     {inMode<_qvoInterpolate_2DH4, 0>, 10},
+                                                     {inMode<_qvoInterpolate_2DH4, 1>, 6},
+                                                     {inMode<_qvoInterpolate_2DH4, 2>, 14},
+                                                     {_qvoInterpolate_Avg, 16}};
+    int next = 0;
+    for (const Routine routine :
+         {_qvoInterpolate_H0V0, _qvoInterpolate_H0V1, _qvoInterpolate_H0V2, _qvoInterpolate_H0V3,
+          _qvoInterpolate_H1V0, _qvoInterpolate_H1V1, _qvoInterpolate_H1V2, _qvoInterpolate_H1V3,
+          _qvoInterpolate_H2V0, _qvoInterpolate_H2V1, _qvoInterpolate_H2V2, _qvoInterpolate_H2V3,
+          _qvoInterpolate_H3V0, _qvoInterpolate_H3V1, _qvoInterpolate_H3V2, _qvoInterpolate_H3V3})
+        routines.emplace_back(routine, next++);
     Random random(73);
-    for (const auto& [width, height] :
-         {std::pair{1, 1}, {3, 5}, {4, 16}, {16, 4}, {13, 7}, {39, 37}, {0, 3}, {5, 0}}) {
-        Source source(width, height, 2, 3, 2, 3, Guard::after);
+    for (const auto& size : {std::pair{1, 1}, {3, 5}, {4, 16}, {16, 4}, {13, 7}, {39, 37}, {0, 3}, {5, 0}}) {
+        Source source(size.first, size.second, 2, 3, 2, 3, Guard::after);
         random.fill(source.memory, 0, 255);
-        for (const auto& [routine, position] : routines) {
-            SCOPED_TRACE(position);
-            compare(
-                source, width, height, random,
-                [&, at = position](int x, int y) {  // the mean with what compare() fills its output with
-                    return at == 16 ? (source.at(x, y) + 201 + 1) >> 1 : lumaSample(source, x, y, at);
-                },
-                [&, w = width, h = height, interpolate = routine](const Qvo8u* p, int step, Qvo8u* pDst,
-                                                                  int dstStep) {
-                    return interpolate(p, pDst, step, dstStep, w, h);
-                });
-            if (HasFatalFailure()) return;
+        for (const auto& entry : routines) {
+            const Routine routine = entry.first;
+            const int position = entry.second;
+            const auto expected = [&](int x, int y) {  // the mean with what compare() fills its output with
+                return position == 16 ? (source.at(x, y) + 201 + 1) >> 1 : lumaSample(source, x, y, position);
+            };
+            compare(source, size.first, size.second, random, expected,
+                    [&](const Qvo8u* p, int step, Qvo8u* pDst, int dstStep) {
+                        return routine(p, pDst, step, dstStep, size.first, size.second);
+                    });
+            if (HasFatalFailure()) FAIL() << position;
         }
     }
 }
@@ -193,18 +181,16 @@ TEST(Interpolate, WeightedAverageFollowsItsDefinition) {
         const int shift = kind == 0 ? random.range(0, 8) : kind == 3 ? 1 : random.range(0, 255);
         const int offset = kind == 2 ? static_cast<int>(random.next()) : kind == 3 ? 0 : random.range(-128, 127);
         const int step = width + (round % 3 ? random.range(1, 9) : 0);
-        const std::size_t size = static_cast<std::size_t>(step * (height - 1) + width);
-        Guarded<Qvo8u> first(size), second(size);
-        random.fill(first, 0, 255);
-        random.fill(second, 0, 255);
-        std::vector<Qvo8u> expected(second.begin(), second.end());
-        for (std::size_t i = 0; i < size; ++i)
-            if (static_cast<int>(i) % step < width)
-                expected[i] =
-                    static_cast<Qvo8u>(weightedSample(first[i], second[i], weight1, weight2, shift, offset));
-        ASSERT_EQ(qvoStatusOk, qvoiWeightedAverage_H264_8u_C1IR(first.data(), second.data(), step, weight1, weight2,
-                                                                static_cast<Qvo8u>(shift), offset, width, height));
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), second.begin()))
+        Plane<Qvo8u> first(width, height, step, Guard::after), second(width, height, step, Guard::after);
+        first.fill(random, 0, 255);
+        second.fill(random, 0, 255);
+        const auto expected = second.contentsWith([&](int x, int y) {
+            return weightedSample(first.at(x, y), second.at(x, y), weight1, weight2, shift, offset);
+        });
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiWeightedAverage_H264_8u_C1IR(first.origin(), second.origin(), step, weight1, weight2,
+                                                   static_cast<Qvo8u>(shift), offset, width, height));
+        ASSERT_EQ(expected, second.contents())
             << "weights " << weight1 << ", " << weight2 << " shift " << shift << " offset " << offset;
     }
 }

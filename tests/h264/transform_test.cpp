@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -21,11 +20,6 @@ using Block = std::array<Qvo16s, 16>;
 
 Qvo16s wrap(long long v) {
     return static_cast<Qvo16s>(v & 0xFFFF);
-}
-
-// Where value i of a 4x4 block stands if its rows lie `step` values apart.
-std::size_t at(std::size_t i, int step) {
-    return i / 4 * static_cast<std::size_t>(step) + i % 4;
 }
 
 // The standard's normAdjust (v) and the reference encoder's multipliers, by class.
@@ -106,24 +100,24 @@ TEST(Transform, ReconstructionFollowsTheStandard) {
         const Block levels = randomBlock(random);
         const Block residual = residualOf(levels, pDC, ac, qp);
 
-        const int step = random.range(4, 9), predStep = random.range(4, 9), dstStep = random.range(4, 9);
-        std::vector<Qvo16s> rows(static_cast<std::size_t>(4 * step), 0x1234), expected = rows;
-        Guarded<Qvo8u> pred(at(15, predStep) + 1);
-        random.fill(pred, 0, 255);
-        std::vector<Qvo8u> dst(static_cast<std::size_t>(4 * dstStep), 99), sum = dst;
-        for (std::size_t i = 0; i < 16; ++i) {
-            rows[at(i, step)] = levels[i];
-            expected[at(i, step)] = residual[i];
-            sum[at(i, dstStep)] = static_cast<Qvo8u>(std::clamp(pred[at(i, predStep)] + residual[i], 0, 255));
-        }
+        Plane<Qvo16s> rows(4, 4, 2 * random.range(4, 9), Guard::after);
+        Plane<Qvo8u> pred(4, 4, random.range(4, 9), Guard::after), dst(4, 4, random.range(4, 9), Guard::after);
+        pred.fill(random, 0, 255);
+        const auto in = [](const Block& block) {
+            return [&](int x, int y) { return block[static_cast<std::size_t>(4 * y + x)]; };
+        };
+        const auto expected = rows.contentsWith(in(residual));
+        const auto sum =
+            dst.contentsWith([&](int x, int y) { return std::clamp(pred.at(x, y) + in(residual)(x, y), 0, 255); });
+        rows.restore(rows.contentsWith(in(levels)));
         ASSERT_EQ(qvoStatusOk,
-                  qvoiDequantTransformResidual_H264_16s_C1I(rows.data(), 2 * step, pDC, ac ? 2u : 0u, qp));
-        ASSERT_EQ(expected, rows) << "QP " << qp << " AC " << ac;
+                  qvoiDequantTransformResidual_H264_16s_C1I(rows.origin(), rows.step(), pDC, ac ? 2u : 0u, qp));
+        ASSERT_EQ(expected, rows.contents()) << "QP " << qp << " AC " << ac;
         Block coefs = levels;
         Qvo16s* const pCoef = ac || !pDC ? coefs.data() : nullptr;
-        ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidualAndAdd_H264_16s_C1I(pred.data(), pCoef, pDC, dst.data(),
-                                                                               predStep, dstStep, qp, ac));
-        ASSERT_EQ(sum, dst) << "QP " << qp << " AC " << ac;
+        ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidualAndAdd_H264_16s_C1I(
+                                   pred.origin(), pCoef, pDC, dst.origin(), pred.step(), dst.step(), qp, ac));
+        ASSERT_EQ(sum, dst.contents()) << "QP " << qp << " AC " << ac;
         ASSERT_EQ(ac ? residual : levels, coefs);
 
         Block luma = levels, chroma = levels;
@@ -224,45 +218,11 @@ TEST(Transform, ForwardOperationsQuantiseCountAndStopAtTheLimit) {
     EXPECT_GT(overflows, 100);
 }
 
-// What an encoder does and a decoder after it, within the quantiser's step; for SP slices at its finest.
-TEST(Transform, SamplesSurviveTheWayThroughQuantisation) {
-    Random random(65);
-    const Block scan{};
-    for (int round = 0; round < 52 * 50; ++round) {
-        const int qp = round % 52;
-        const double quantiserStep = v[qp % 6][0] * (1 << (qp / 6)) / 16.0;
-        Qvo8s count;
-        Qvo8u last;
-        Block samples, transformed;
-        random.fill(samples, -255, 255);
-        Block coded = samples;
-        if (qvoiTransformQuantResidual_H264_16s_C1I(coded.data(), qp, &count, 1, scan.data(), &last) == qvoStatusOk) {
-            ASSERT_EQ(qvoStatusOk, qvoiDequantTransformResidual_H264_16s_C1I(coded.data(), 8, nullptr, 1, qp));
-            double error = 0;
-            for (std::size_t i = 0; i < 16; ++i)
-                error += std::abs(samples[i] - coded[i]) / 16.0;
-            ASSERT_LE(error, 0.8 + quantiserStep / 1.5) << "QP " << qp;
-        }
-        // A flat Intra 16x16 macroblock, the whole way of the luma DC at full scale.
-        Block dc;
-        dc.fill(wrap(16 * samples[0]));
-        if (qvoiTransformQuantLumaDC_H264_16s_C1I(dc.data(), transformed.data(), qp, &count, 1, scan.data(), &last) ==
-            qvoStatusOk) {
-            qvoiTransformDequantLumaDC_H264_16s_C1I(dc.data(), qp);
-            qvoiDequantTransformResidual_H264_16s_C1I(coded.data(), 8, &dc[7], 0, qp);
-            ASSERT_NEAR(samples[0], coded[3], 1 + quantiserStep) << "QP " << qp;
-        } else {
-            ASSERT_LT(qp, 20);
-        }
-        Qvo8u prediction[16];
-        for (std::size_t i = 0; i < 16; ++i)
-            prediction[i] = static_cast<Qvo8u>(samples[i] & 255);
-        Block sp{};
-        qvoiTransformPrediction_H264_8u16s_C1(prediction, 4, transformed.data());
-        qvoiDequantTransformResidual_SISP_H264_16s_C1I(sp.data(), transformed.data(), nullptr, 1, 0, 0, 0);
-        for (std::size_t i = 0; i < 16; ++i)
-            ASSERT_NEAR(prediction[i], sp[i], 2);
-    }
+// Quantising and scaling back with the transforms' gains gives 1: the typed tables belong together.
+TEST(Transform, MultipliersAreReciprocalsOfTheScales) {
+    for (int q = 0; q < 6; ++q)
+        for (int kind = 0; kind < 3; ++kind)
+            EXPECT_NEAR(1 << 21, v[q][kind] * multiplier[q][kind] * weight[kind], 1 << 9) << q << ' ' << kind;
 }
 
 long long requantised(long long s, int kind, int qs, int qbits) {
@@ -276,14 +236,13 @@ TEST(Transform, SPReconstructionFollowsItsDefinition) {
         const int qp = random.range(0, 51), qs = random.range(0, 51);
         const bool switching = random.chance(50), ac = random.chance(70);
         const int q = switching ? qs : qp;
-        Guarded<Qvo8u> source(64);
-        random.fill(source, 0, 255);
-        const int step = random.range(-7, 16);
-        const Qvo8u* const pSource = step < 0 ? source.end() - 4 : source.end() - 4 - 3 * step;
+        Plane<Qvo8u> source(4, 4, random);
+        source.fill(random, 0, 255);
         Block levels, samples, prediction, coefs;
-        for (std::size_t i = 0; i < 16; ++i)
-            samples[i] = pSource[static_cast<int>(i) / 4 * step + static_cast<int>(i) % 4];
-        ASSERT_EQ(qvoStatusOk, qvoiTransformPrediction_H264_8u16s_C1(pSource, step, prediction.data()));
+        for (int i = 0; i < 16; ++i)
+            samples[static_cast<std::size_t>(i)] = source.at(i % 4, i / 4);
+        ASSERT_EQ(qvoStatusOk,
+                  qvoiTransformPrediction_H264_8u16s_C1(source.origin(), source.step(), prediction.data()));
         ASSERT_EQ(stored(transform(samples, forward)), prediction);
 
         random.fill(levels, -40, 40);
