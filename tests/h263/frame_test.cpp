@@ -6,38 +6,24 @@
 #include <cmath>
 #include <vector>
 
-#include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
+#include "support/statuses.h"
 
 namespace {
 
 TEST(H263Frame, StatusesInTheirOrder) {
     std::vector<Qvo8u> frame(64 * 64, 5);
-    const struct {
-        QvoStatus expected;
-        Qvo32s width, height, border, step;
-    } cases[] = {
-        {qvoStatusFrameWidth, 7, 0, 7, 7},
-        {qvoStatusFrameRows, 8, 0, 7, 7},
-        {qvoStatusBorderWidth, 8, 1, 7, 7},
-        {qvoStatusBlockStep, 8, 1, 8, 7},
-        {qvoStatusFrameHeight, 8, 1, 8, 23},
-        {qvoStatusFrameHeight, 64, 1, 8, 10},
-        {qvoStatusFrameHeight, 8, 1, INT_MAX, 64},  // the sum of width and borders does not fit 32 bits
-        {qvoStatusFrameHeight, INT_MAX, 1, INT_MAX, INT_MAX},
-    };
-    EXPECT_EQ(qvoStatusNullPtr, qvoiExpandFrame_H263_8u(nullptr, 0, 0, 0, 0));
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.expected, qvoiExpandFrame_H263_8u(frame.data(), c.width, c.height, c.border, c.step));
-    }
-    for (const auto filter : {&qvoiFilterDeblocking_HorEdge_H263_8u_I, &qvoiFilterDeblocking_VerEdge_H263_8u_I}) {
-        EXPECT_EQ(qvoStatusNullPtr, filter(nullptr, 7, 0));
-        EXPECT_EQ(qvoStatusBlockStep, filter(&frame[2000], 7, 0));
-        EXPECT_EQ(qvoStatusQpRange, filter(&frame[2000], 8, 0));
-        EXPECT_EQ(qvoStatusQpRange, filter(&frame[2000], 8, 32));
-    }
-    EXPECT_EQ(std::vector<Qvo8u>(64 * 64, 5), frame);
+    expectStatuses(frame, qvoiExpandFrame_H263_8u, {frame.data(), 8, 1, 8, 24},
+                   {{qvoStatusNullPtr, {0}},
+                    {qvoStatusFrameWidth, {1}, {7}},
+                    {qvoStatusFrameRows, {2}, {0, -1}},
+                    {qvoStatusBorderWidth, {3}, {7}},
+                    {qvoStatusBlockStep, {4}, {7}},
+                    {qvoStatusFrameHeight, {4}, {23, 8}},
+                    {qvoStatusFrameHeight, {1, 3}, {INT_MAX}}});  // the sum with the borders does not fit 32 bits
+    for (const auto filter : {&qvoiFilterDeblocking_HorEdge_H263_8u_I, &qvoiFilterDeblocking_VerEdge_H263_8u_I})
+        expectStatuses(frame, filter, {&frame[2000], 8, 1},
+                       {{qvoStatusNullPtr, {0}}, {qvoStatusBlockStep, {1}, {7}}, {qvoStatusQpRange, {2}, {0, 32}}});
 }
 
 // Every sample of the expanded buffer is the nearest picture sample; nothing beyond it is touched.
@@ -88,24 +74,22 @@ TEST(H263Frame, DeblockingOfBothEdges) {
             const int spread = round % 3 == 0 ? 255 : round % 3 == 1 ? 40 : 8;
             const int base = random.range(0, 255 - spread);
             for (const bool horizontal : {true, false}) {
-                const Qvo32s step = horizontal ? 8 + round % 5 : 8;
-                const int across = horizontal ? step : 1, along = horizontal ? 1 : step;
-                Guarded<Qvo8u> area(static_cast<std::size_t>(3 * across + 7 * along + 1));
-                random.fill(area, base, base + spread);
-                std::vector<Qvo8u> expected(area.begin(), area.end());
+                Plane<Qvo8u> area(horizontal ? 8 : 4, horizontal ? 4 : 8, 8 + round % 5, Guard::after);
+                area.fill(random, base, base + spread);
+                const std::vector<Qvo8u> before = area.contents();
                 for (int i = 0; i < 8; ++i) {
-                    Qvo8u* const line = expected.data() + i * along;
-                    int s[4];
-                    for (int k = 0; k < 4; ++k)
-                        s[k] = line[k * across];
+                    const auto at = [&](int k) -> Qvo8u& { return horizontal ? area.at(i, k) : area.at(k, i); };
+                    int s[4] = {at(0), at(1), at(2), at(3)};
                     filterLine(s[0], s[1], s[2], s[3], strengths[QP - 1]);
                     for (int k = 0; k < 4; ++k)
-                        line[k * across] = static_cast<Qvo8u>(s[k]);
+                        at(k) = static_cast<Qvo8u>(s[k]);
                 }
+                const std::vector<Qvo8u> expected = area.contents();
+                area.restore(before);
                 const auto filter =
                     horizontal ? &qvoiFilterDeblocking_HorEdge_H263_8u_I : &qvoiFilterDeblocking_VerEdge_H263_8u_I;
-                ASSERT_EQ(qvoStatusOk, filter(area.data() + 2 * across, step, QP));
-                ASSERT_EQ(expected, std::vector<Qvo8u>(area.begin(), area.end())) << "QP " << QP;
+                ASSERT_EQ(qvoStatusOk, filter(horizontal ? &area.at(0, 2) : &area.at(2, 0), area.step(), QP));
+                ASSERT_EQ(expected, area.contents()) << "QP " << QP;
             }
         }
     }

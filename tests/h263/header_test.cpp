@@ -6,6 +6,7 @@
 
 #include "qvovc.h"
 #include "support/guarded.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -99,23 +100,18 @@ TEST(H263Header, ModifiedQuantisation) {
 }
 
 TEST(H263Header, NullPointers) {
-    Qvo8u bytes[4] = {255, 255, 255, 255}, result = 99;
-    Qvo8u* position = bytes;
-    Qvo8u* nowhere = nullptr;
-    Qvo32s offset = 0, quant = 5;
-    for (const Family& family : families) {
-        EXPECT_EQ(qvoStatusNullPtr, family.decode(nullptr, &offset, &result));
-        EXPECT_EQ(qvoStatusNullPtr, family.decode(&nowhere, &offset, &result));
-        EXPECT_EQ(qvoStatusNullPtr, family.decode(&position, nullptr, &result));
-        EXPECT_EQ(qvoStatusNullPtr, family.decode(&position, &offset, nullptr));
-    }
-    EXPECT_EQ(qvoStatusNullPtr, qvoiUpdateQuant_MQ_H263_1u32s_I(nullptr, &offset, &quant));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiUpdateQuant_MQ_H263_1u32s_I(&nowhere, &offset, &quant));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiUpdateQuant_MQ_H263_1u32s_I(&position, nullptr, &quant));
-    EXPECT_EQ(qvoStatusNullPtr, qvoiUpdateQuant_MQ_H263_1u32s_I(&position, &offset, nullptr));
-    EXPECT_EQ(bytes, position);
-    EXPECT_EQ(0, offset);
-    EXPECT_EQ(99, result);
+    struct Memory {
+        Qvo8u* position;
+        Qvo32s offset = 0, quant = 5;
+        Qvo8u result = 99;
+        bool operator==(const Memory&) const = default;
+    };
+    Qvo8u bytes[4] = {255, 255, 255, 255};
+    Memory m{bytes};
+    const std::vector<Fault> faults = {{qvoStatusNullPtr, {0}, {0, 1}}, {qvoStatusNullPtr, {1, 2}}};
+    for (const Family& family : families)
+        expectStatuses(m, family.decode, {&m.position, &m.offset, &m.result}, faults);
+    expectStatuses(m, qvoiUpdateQuant_MQ_H263_1u32s_I, {&m.position, &m.offset, &m.quant}, faults);
 }
 
 }  // namespace

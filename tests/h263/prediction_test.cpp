@@ -39,13 +39,8 @@ TEST(H263Prediction, CopiesAreExactAndReadNothingElse) {
         Plane<Qvo8u> destination(size, size, size + random.range(0, 9), round & 16 ? Guard::after : Guard::before);
         reference.fill(random, 0, 255);
         destination.fill(random, 0, 255);
-        const std::vector<Qvo8u> before = destination.contents();
-        for (int y = 0; y < size; ++y)
-            for (int x = 0; x < size; ++x)
-                destination.at(x, y) = static_cast<Qvo8u>(interpolate(reference, x, y, vector, rounding));
-        const std::vector<Qvo8u> expected = destination.contents();
-        destination.restore(before);
-
+        const auto expected =
+            destination.contentsWith([&](int x, int y) { return interpolate(reference, x, y, vector, rounding); });
         const Qvo8u* const source =
             reference.origin() - (vector.dx >> 1) - static_cast<std::ptrdiff_t>(vector.dy >> 1) * reference.step();
         const int from = reference.step(), to = destination.step();
@@ -108,17 +103,11 @@ TEST(H263Prediction, MacroblocksAreCopiedAndReconstructed) {
         auto& from = planes[1];
         std::vector<Qvo8u> expected[3];
         for (int p = 0; p < 3; ++p) {
-            const std::vector<Qvo8u> before = to[p].contents();
-            for (int y = 0; y < (p == 0 ? 16 : 8); ++y) {
-                for (int x = 0; x < (p == 0 ? 16 : 8); ++x) {
-                    const int block = p == 0 ? 2 * (y / 8) + x / 8 : p + 3;
-                    const int add = residual[static_cast<std::size_t>(64 * block + 8 * (y % 8) + x % 8)];
-                    const bool coded = (cbp >> (5 - block) & 1) != 0;
-                    to[p].at(x, y) = static_cast<Qvo8u>(std::clamp(from[p].at(x, y) + (coded ? add : 0), 0, 255));
-                }
-            }
-            expected[p] = to[p].contents();
-            to[p].restore(before);
+            expected[p] = to[p].contentsWith([&](int x, int y) {
+                const int block = p == 0 ? 2 * (y / 8) + x / 8 : p + 3;
+                const int add = residual[static_cast<std::size_t>(64 * block + 8 * (y % 8) + x % 8)];
+                return std::clamp(from[p].at(x, y) + ((cbp >> (5 - block) & 1) != 0 ? add : 0), 0, 255);
+            });
         }
         const QvoStatus status =
             copy && !inPlace

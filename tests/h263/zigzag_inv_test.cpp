@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "qvovc.h"
+#include "support/statuses.h"
 
 namespace {
 
@@ -42,20 +43,14 @@ TEST(ZigzagInv, MovesTheFirstElementsAndNoOthers) {
 }
 
 TEST(ZigzagInv, ChecksItsArguments) {
-    const Block source = {};
-    Block block;
-    block.fill(99);
-    const Block untouched = block;
+    const Block source = {1};
+    Block block = {};
     for (const Scan& scan : scans) {
-        EXPECT_EQ(qvoStatusNullPtr, scan.compact(nullptr, 0, block.data()));
-        EXPECT_EQ(qvoStatusNullPtr, scan.compact(source.data(), 65, nullptr));
-        EXPECT_EQ(qvoStatusScanOverrun, scan.compact(source.data(), 0, block.data()));
-        EXPECT_EQ(qvoStatusScanOverrun, scan.compact(source.data(), 65, block.data()));
-        if (scan.full == nullptr) continue;
-        EXPECT_EQ(qvoStatusNullPtr, scan.full(nullptr, block.data()));
-        EXPECT_EQ(qvoStatusNullPtr, scan.full(source.data(), nullptr));
+        expectStatuses(block, scan.compact, {source.data(), 64, block.data()},
+                       {{qvoStatusNullPtr, {0, 2}}, {qvoStatusScanOverrun, {1}, {0, 65}}});
+        if (scan.full != nullptr)
+            expectStatuses(block, scan.full, {source.data(), block.data()}, {{qvoStatusNullPtr, {0, 1}}});
     }
-    EXPECT_EQ(untouched, block);
 }
 
 }  // namespace
