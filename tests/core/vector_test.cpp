@@ -1,14 +1,14 @@
 // Aligned memory, vectors, regions, block copies, the zero count and the rounding predictors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -88,82 +88,63 @@ Qvo16s scaledProduct(int element, int val, int scaleFactor) {
 
 TEST(Vector, ScaledMultiply) {
     Random random;
-    const int specials[] = {-32768, -32767, -1, 0, 1, 2, 3, 5, 181, 32767};
+    const Qvo16s specials[] = {-32768, -32767, -1, 0, 1, 2, 3, 5, 181, 32767};
     for (int scaleFactor = -40; scaleFactor <= 40; ++scaleFactor) {
         for (int round = 0; round < 40; ++round) {
-            std::vector<Qvo16s> elements(std::begin(specials), std::end(specials));
-            for (int i = 0; i < 30; ++i)
-                elements.push_back(static_cast<Qvo16s>(random.range(-32768, 32767)));
-            for (int i = 0; i < 30; ++i)
-                elements.push_back(static_cast<Qvo16s>(random.range(-20, 20)));
-            const Qvo16s val = static_cast<Qvo16s>(round < 10 ? specials[round] : random.range(-300, 300));
-            std::vector<Qvo16s> result = elements;
-            ASSERT_EQ(qvoStatusOk,
-                      qvosMulC_16s_ISfs(val, result.data(), static_cast<Qvo32s>(result.size()), scaleFactor));
-            for (std::size_t i = 0; i < elements.size(); ++i) {
+            Qvo16s elements[64], result[64];
+            random.fill(elements, round % 2 ? -20 : -32768, round % 2 ? 20 : 32767);
+            std::copy_n(specials, 10, elements);
+            std::copy_n(elements, 64, result);
+            const Qvo16s val = round < 10 ? specials[round] : static_cast<Qvo16s>(random.range(-300, 300));
+            ASSERT_EQ(qvoStatusOk, qvosMulC_16s_ISfs(val, result, 64, scaleFactor));
+            for (int i = 0; i < 64; ++i)
                 ASSERT_EQ(scaledProduct(elements[i], val, scaleFactor), result[i])
                     << elements[i] << " * " << val << " >> " << scaleFactor;
-            }
         }
     }
 }
 
 TEST(Vector, ThresholdComparesTheWholeSelector) {
-    const std::vector<Qvo16s> elements = {-32768, 3, 5, 7, 32767};
-    const std::vector<Qvo16s> raised = {5, 5, 5, 7, 32767}, lowered = {-32768, 3, 5, 5, 5};
-    for (Qvo32s relOp : {0, 1, 2, 5, 260, -4}) {
-        auto result = elements;
-        EXPECT_EQ(qvoStatusOk, qvosThreshold_16s_I(result.data(), 5, 5, relOp));
-        EXPECT_EQ(raised, result) << relOp;
+    for (const Qvo32s relOp : {0, 1, 2, 5, 260, -4, Qvo32s{qvoCmpGreater}}) {
+        std::vector<Qvo16s> elements = {-32768, 3, 5, 7, 32767};
+        EXPECT_EQ(qvoStatusOk, qvosThreshold_16s_I(elements.data(), 5, 5, relOp));
+        const bool greater = relOp == qvoCmpGreater;
+        EXPECT_EQ(greater ? (std::vector<Qvo16s>{-32768, 3, 5, 5, 5}) : (std::vector<Qvo16s>{5, 5, 5, 7, 32767}),
+                  elements)
+            << relOp;
     }
-    auto result = elements;
-    EXPECT_EQ(qvoStatusOk, qvosThreshold_16s_I(result.data(), 5, 5, qvoCmpGreater));
-    EXPECT_EQ(lowered, result);
 }
 
 // Regions and blocks whose last row ends at an unreadable page; what lies between the rows stays.
 TEST(Region, SetAndCopyTouchExactlyTheirBlock) {
     Random random;
-    const auto inBlock = [](std::size_t i, Qvo32s step, Qvo32s width) {
-        return static_cast<Qvo32s>(i % static_cast<std::size_t>(step)) < width;
-    };
     for (int round = 0; round < 50; ++round) {
-        const Qvo32s width = random.range(1, 40), height = random.range(1, 20), step = width + random.range(0, 9);
-        Guarded<Qvo8u> region(static_cast<std::size_t>((height - 1) * step + width));
-        ASSERT_EQ(qvoStatusOk, qvoiSet_8u_C1R(77, region.data(), step, width, height));
-        for (std::size_t i = 0; i < region.size(); ++i)
-            ASSERT_EQ(inBlock(i, step, width) ? 77 : 0, region[i]);
-    }
-    for (const Qvo32s size : {8, 16}) {
-        for (int extra = 0; extra < 5; ++extra) {
-            const Qvo32s srcStep = size + extra, dstStep = size + 4 - extra;
-            Guarded<Qvo8u> src(static_cast<std::size_t>((size - 1) * srcStep + size));
-            Guarded<Qvo8u> dst(static_cast<std::size_t>((size - 1) * dstStep + size));
-            random.fill(src, 1, 255);
-            const auto copy = size == 8 ? &qvoiCopyBlock_8x8_8u : &qvoiCopyBlock_16x16_8u;
-            ASSERT_EQ(qvoStatusOk, copy(src.data(), srcStep, dst.data(), dstStep));
-            for (std::size_t i = 0; i < dst.size(); ++i) {
-                const std::size_t x = i % static_cast<std::size_t>(dstStep),
-                                  y = i / static_cast<std::size_t>(dstStep);
-                const Qvo8u expected =
-                    inBlock(i, dstStep, size) ? src[y * static_cast<std::size_t>(srcStep) + x] : Qvo8u{0};
-                ASSERT_EQ(expected, dst[i]);
-            }
-        }
+        const Qvo32s width = random.range(1, 40), height = random.range(1, 20);
+        Plane<Qvo8u> region(width, height, width + random.range(0, 9), Guard::after);
+        const auto filled = region.contentsWith([](int, int) { return 77; });
+        ASSERT_EQ(qvoStatusOk, qvoiSet_8u_C1R(77, region.origin(), region.step(), width, height));
+        ASSERT_EQ(filled, region.contents());
+
+        const Qvo32s size = round % 2 ? 8 : 16;
+        Plane<Qvo8u> src(size, size, size + random.range(0, 4), Guard::after),
+            dst(size, size, size + random.range(0, 4), Guard::after);
+        src.fill(random, 1, 255);
+        const auto copied = dst.contentsWith([&](int x, int y) { return src.at(x, y); });
+        ASSERT_EQ(qvoStatusOk, (size == 8 ? qvoiCopyBlock_8x8_8u : qvoiCopyBlock_16x16_8u)(src.origin(), src.step(),
+                                                                                           dst.origin(), dst.step()));
+        ASSERT_EQ(copied, dst.contents());
     }
 }
 
 TEST(Block, CountsZeros) {
     Random random;
-    for (int percent : {0, 30, 97, 100}) {
+    for (const int percent : {0, 30, 97, 100}) {
         Guarded<Qvo16s> block(64);
-        Qvo32u zeros = 0, count = 0;
-        for (Qvo16s& c : block) {
+        for (Qvo16s& c : block)
             c = static_cast<Qvo16s>(random.chance(percent) ? 0 : random.chance(50) ? 256 : -1);
-            zeros += c == 0;
-        }
+        Qvo32u count = 99;
         ASSERT_EQ(qvoStatusOk, qvoiCountZeros8x8_16s_C1(block.data(), &count));
-        EXPECT_EQ(zeros, count);
+        EXPECT_EQ(std::count(block.begin(), block.end(), 0), count);
     }
 }
 

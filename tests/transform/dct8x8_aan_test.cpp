@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
 
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
+#include "support/statuses.h"
 #include "transform/blocks.h"
 
 namespace {
@@ -66,145 +65,51 @@ Block someBlock(Random& random, int kind) {
     return block;
 }
 
-constexpr int counts[] = {0, 1, 2, 5, 8, 9, 64, 1000, -1, -1000};
-
-// The four forms through one signature. `blocks` are transformed side by side.
-template <class T>
-QvoStatus single(const Qvo16s* src, T* dst, int step, int count) {
-    if constexpr (sizeof(T) == 1)
-        return qvoiDCT8x8Inv_AANTransposed_16s8u_C1R(src, dst, step, count);
-    else
-        return qvoiDCT8x8Inv_AANTransposed_16s_C1R(src, dst, step, count);
-}
-template <class T>
-QvoStatus pair(const Qvo16s* srcU, const Qvo16s* srcV, T* dst, int step, int countU, int countV) {
-    if constexpr (sizeof(T) == 1)
-        return qvoiDCT8x8Inv_AANTransposed_16s8u_P2C2R(srcU, srcV, dst, step, countU, countV);
-    else
-        return qvoiDCT8x8Inv_AANTransposed_16s_P2C2R(srcU, srcV, dst, step, countU, countV);
-}
-
-template <class T>
-class DctAan : public testing::Test {
-  protected:
-    static T saturated(int v) {
-        return static_cast<T>(sizeof(T) == 1 ? std::clamp(v, 0, 255) : std::clamp(v, -256, 255));
-    }
-};
-using Elements = testing::Types<Qvo16s, Qvo8u>;
-TYPED_TEST_SUITE(DctAan, Elements);
-
-TYPED_TEST(DctAan, FollowsTheFlowBitForBitAtAnyStep) {
-    using T = TypeParam;
+// Both operations of a type of elements, at any step and with any counts. Of the sources only that much can be read: no
+// element for count 0, the first for 1, four rows for counts to 8.
+template <class T, class Single, class Pair>
+void testForms(Single single, Pair pair) {
+    constexpr int counts[] = {0, 1, 2, 5, 8, 9, 64, 1000, -1, -1000};
     Random random(1);
-    for (int i = 0; i < 800; ++i) {
-        const Block in = someBlock(random, i);
-        for (const int count : counts) {
-            const Result expected = inverseByFlow(in, count);
-            if constexpr (sizeof(T) == sizeof(Qvo16s)) {
-                Block inPlace = in;
-                ASSERT_EQ(qvoStatusOk, single(inPlace.data(), inPlace.data(), 16, count));
-                for (int k = 0; k < 64; ++k)
-                    ASSERT_EQ(this->saturated(expected[k]), inPlace[k]) << i << " count " << count;
-            }
-            for (const int stride : {8, 11, -8, -9}) {
-                std::vector<T> wanted(8 * 11 + 16, T(0x5A)), out = wanted;
-                const int first = stride < 0 ? 7 * -stride + 3 : 3;
-                for (int k = 0; k < 64; ++k) {
-                    wanted[first + stride * (k / 8) + k % 8] = this->saturated(expected[k]);
-                }
-                ASSERT_EQ(qvoStatusOk, single(in.data(), out.data() + first, stride * int(sizeof(T)), count));
-                ASSERT_EQ(wanted, out) << i << " count " << count << " stride " << stride;
-            }
-        }
-    }
-}
-
-TYPED_TEST(DctAan, PairsInterleave) {
-    using T = TypeParam;
-    Random random(2);
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 6000; ++i) {
         const Block u = someBlock(random, i), v = someBlock(random, i / 4);
-        for (const int countU : counts) {
-            for (const int countV : counts) {
-                const Result expectedU = inverseByFlow(u, countU), expectedV = inverseByFlow(v, countV);
-                const int stride = i % 2 == 0 ? 16 : -19;
-                std::vector<T> wanted(8 * 19 + 16, T(0x5A)), out = wanted;
-                const int first = stride < 0 ? 7 * -stride + 3 : 3;
-                for (int k = 0; k < 64; ++k) {
-                    const int at = first + stride * (k / 8) + 2 * (k % 8);
-                    wanted[at] = this->saturated(expectedU[k]);
-                    wanted[at + 1] = this->saturated(expectedV[k]);
-                }
-                ASSERT_EQ(qvoStatusOk,
-                          pair(u.data(), v.data(), out.data() + first, stride * int(sizeof(T)), countU, countV));
-                ASSERT_EQ(wanted, out) << i << " counts " << countU << ' ' << countV;
-            }
+        const int countU = counts[random.range(0, 9)], countV = counts[random.range(0, 9)];
+        const Result expectedU = inverseByFlow(u, countU), expectedV = inverseByFlow(v, countV);
+        const auto readable = [](int count) {
+            return std::size_t(count == 0 ? 0 : count == 1 ? 1 : count > 0 && count <= 8 ? 32 : 64);
+        };
+        Guarded<Qvo16s> srcU(readable(countU)), srcV(readable(countV));
+        std::copy_n(u.begin(), srcU.size(), srcU.begin());
+        std::copy_n(v.begin(), srcV.size(), srcV.begin());
+        const auto saturated = [](int value) {
+            return static_cast<T>(sizeof(T) == 1 ? std::clamp(value, 0, 255) : std::clamp(value, -256, 255));
+        };
+        SCOPED_TRACE(testing::Message() << i << " counts " << countU << ' ' << countV);
+
+        Plane<T> one(8, 8, random), both(16, 8, random);
+        const auto contents = one.contentsWith([&](int x, int y) { return saturated(expectedU[8 * y + x]); });
+        ASSERT_EQ(qvoStatusOk, single(srcU.data(), one.origin(), one.step(), countU));
+        ASSERT_EQ(contents, one.contents());
+        const auto interleaved = both.contentsWith(
+            [&](int x, int y) { return saturated((x % 2 ? expectedV : expectedU)[8 * y + x / 2]); });
+        ASSERT_EQ(qvoStatusOk, pair(srcU.data(), srcV.data(), both.origin(), both.step(), countU, countV));
+        ASSERT_EQ(interleaved, both.contents());
+        if constexpr (sizeof(T) == sizeof(Qvo16s)) {
+            Block inPlace = u;
+            ASSERT_EQ(qvoStatusOk, single(inPlace.data(), inPlace.data(), 16, countU));
+            ASSERT_TRUE(std::equal(inPlace.begin(), inPlace.end(), expectedU.begin(),
+                                   [&](int a, int b) { return a == saturated(b); }));
         }
     }
+    const Block in{};
+    std::array<T, 128> out{};
+    expectStatuses(out, single, {in.data(), out.data(), 16, 0}, {{qvoStatusNullPtr, {0, 1}}});
+    expectStatuses(out, pair, {in.data(), in.data(), out.data(), 32, 0, 0}, {{qvoStatusNullPtr, {0, 1, 2}}});
 }
 
-TYPED_TEST(DctAan, ReadsOnlyWhatTheCountNames) {
-    using T = TypeParam;
-    std::array<T, 128> out;
-    // Count 0: the sources are not touched at all, count 1: nothing but the first element is.
-    Guarded<Qvo16s> one(1);
-    one[0] = -15;
-    out.fill(77);
-    ASSERT_EQ(qvoStatusOk, single(one.end(), out.data(), 8 * sizeof(T), 0));
-    EXPECT_EQ(64, std::count(out.begin(), out.end(), 0));
-    out.fill(77);
-    ASSERT_EQ(qvoStatusOk, pair(one.end(), one.end(), out.data(), 16 * sizeof(T), 0, 0));
-    EXPECT_EQ(128, std::count(out.begin(), out.end(), 0));
-    ASSERT_EQ(qvoStatusOk, single(one.data(), out.data(), 8 * sizeof(T), 1));
-    EXPECT_EQ(64, std::count(out.begin(), out.begin() + 64, this->saturated(-1)));
-    // Counts to 8: the block's last element read is that of row 3, column 3.
-    Guarded<Qvo16s> corner(32);
-    ASSERT_EQ(qvoStatusOk, single(corner.data(), out.data(), 8 * sizeof(T), 8));
-    for (const Guard guard : {Guard::after, Guard::before}) {
-        Guarded<Qvo16s> block(64, guard);
-        Guarded<T> destination(7 * 17 + 16, guard), narrow(64, guard);
-        for (const int count : counts) {
-            single(block.data(), narrow.data(), 8 * sizeof(T), count);
-            pair(block.data(), block.data(), destination.data(), 17 * sizeof(T), count, count);
-        }
-    }
-}
-
-// An eighth of a unit above the real transform on average: the rounding adds 0.625.
-TEST(DctAanPrecision, IsTheRealTransformOfTheTransposedBlockBiasedUp) {
-    Random random(5);
-    double worst = 0, sum = 0;
-    constexpr int blocks = 2000;
-    for (int i = 0; i < blocks; ++i) {
-        Block coefficients, out, transposed;
-        random.fill(coefficients, -40, 40);
-        for (int k = 0; k < 64; ++k)
-            transposed[8 * (k % 8) + k / 8] = coefficients[k];
-        qvoiDCT8x8Inv_AANTransposed_16s_C1R(transposed.data(), out.data(), 16, 64);
-        const Real real = inverseReal(dct8, coefficients);
-        for (int k = 0; k < 64; ++k) {
-            worst = std::max(worst, std::abs(out[k] - real[k]));
-            sum += out[k] - real[k];
-        }
-    }
-    EXPECT_LT(worst, 1.5);
-    EXPECT_NEAR(0.125, sum / (64 * blocks), 0.02);
-}
-
-TYPED_TEST(DctAan, Statuses) {
-    using T = TypeParam;
-    Block in{};
-    in[0] = 800;
-    std::array<T, 128> out;
-    out.fill(77);
-    const auto untouched = out;
-    EXPECT_EQ(qvoStatusNullPtr, single<T>(nullptr, out.data(), 16, 0));
-    EXPECT_EQ(qvoStatusNullPtr, single<T>(in.data(), nullptr, 16, 0));
-    EXPECT_EQ(qvoStatusNullPtr, pair<T>(nullptr, in.data(), out.data(), 32, 0, 0));
-    EXPECT_EQ(qvoStatusNullPtr, pair<T>(in.data(), nullptr, out.data(), 32, 1, 0));
-    EXPECT_EQ(qvoStatusNullPtr, pair<T>(in.data(), in.data(), nullptr, 32, 1, 1));
-    EXPECT_EQ(untouched, out);
+TEST(DctAan, FollowsTheFlowBitForBit) {
+    testForms<Qvo16s>(qvoiDCT8x8Inv_AANTransposed_16s_C1R, qvoiDCT8x8Inv_AANTransposed_16s_P2C2R);
+    testForms<Qvo8u>(qvoiDCT8x8Inv_AANTransposed_16s8u_C1R, qvoiDCT8x8Inv_AANTransposed_16s8u_P2C2R);
 }
 
 }  // namespace
