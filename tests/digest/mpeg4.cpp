@@ -1,5 +1,8 @@
-// MPEG-4: vectors, motion compensation, padding, texture, inverse scans and post-filters.
+// MPEG-4: vectors, motion compensation, padding, texture, inverse scans and post-filters; and of H.263 what encodes.
+#include <optional>
+
 #include "digest/digest.h"
+#include "mpeg4/weights.h"
 
 namespace {
 
@@ -95,5 +98,48 @@ const DigestEntry filters[] = {
     CALLS(qvoiFilterDeblocking_VerEdge_MPEG4_8u_I, plane, step, QP, Number{0, 5}, Number{2, 8}),
     CALLS(qvoiFilterDeringingThresholdMB_MPEG4_8u, plane, step, plane, step, plane, step, Memory<Qvo32s>{6, 0, 0}),
     CALLS(qvoiFilterDeringingSmoothBlock_MPEG4_8u, plane, step, target, step, QP, Number{0, 255})};
+
+// A weighting record; in half of the calls there is none.
+struct Record {
+    std::optional<WeightRecord> record = {};
+    const Qvo32s* draw(Random& random) {
+        record.emplace(random);
+        return random.chance(50) ? record->data() : nullptr;
+    }
+    void addTo(Digest&) const {}
+} record;
+
+const Words coefficients{64, -1900, 1900}, predictors{16, -20, 60, 8};
+const Number anyQP{1, 500}, index{0, 9}, step8{8, 8};
+const Factors factors;
+const Memory<Qvo32s> last{1, 99, 99};
+
+const DigestEntry encoding[] = {
+    QUANTISES(qvoiQuantIntra_MPEG4_16s_I, coefficients, QP, index, record),
+    QUANTISES(qvoiQuantInter_MPEG4_16s_I, coefficients, QP, record),
+    QUANTISES(qvoiQuantIntra_MPEG4_16s_C1I, coefficients, anyQP, factors, last),
+    QUANTISES(qvoiQuant_MPEG4_16s_C1I, coefficients, anyQP, factors, last),
+    QUANTISES(qvoiQuantIntra_H263_C1I, coefficients, anyQP, last),
+    QUANTISES(qvoiQuant_H263_C1I, coefficients, anyQP, last),
+    CALLS(qvoiTransRecBlockCoef_inter_MPEG4, Words{64, -255, 255}, raster, raster, QP, record),
+    CALLS(qvoiTransRecBlockCoef_intra_MPEG4, Bytes{64, 0, 255}, raster, Bytes{64, 0, 0}, predictors, predictors,
+          Words{8, 0, 0}, Memory<Qvo32s>{1, qvoACPredictionOff, 0}, index, QP, Bytes{2, 1, 31}, step8, step8,
+          record)};
+
+const Bytes bytes{300, 165, 165}, kinds{4, 0, 2};
+const Levels written;
+const Vectors current{4, 40}, neighbour{4, 40, 20};  // or null
+
+const DigestEntry writing[] = {
+    STREAMS(qvoiEncode_IntraDCVLC_H263_16s1u, bytes, offset, Number{-300, 300}),
+    STREAMS(qvoiEncode_ACVLC_H263_16s1u, bytes, offset, written, one),
+    STREAMS(qvoiEncode_InterVLC_MPEG4_16s1u, bytes, offset, written),
+    STREAMS(qvoiEncode_IntraDCVLC_MPEG4_16s1u, bytes, offset, Number{-5000, 5000}, component),
+    STREAMS(qvoiEncode_IntraACVLC_MPEG4_16s1u, bytes, offset, written, Number{0, 3}, one),
+    STREAMS(qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u, bytes, offset, written, scan, one, component),
+    STREAMS(qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u, bytes, offset, written, scan, one),
+    STREAMS(qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u, bytes, offset, written, scan),
+    STREAMS(qvoiEncodeMV_MPEG4_8u16s, bytes, offset, current, neighbour, neighbour, current, kinds, kinds, kinds,
+            kinds, fcode, Number{0, 5})};
 
 }  // namespace

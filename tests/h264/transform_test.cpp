@@ -103,13 +103,11 @@ TEST(Transform, ReconstructionFollowsTheStandard) {
         Plane<Qvo16s> rows(4, 4, 2 * random.range(4, 9), Guard::after);
         Plane<Qvo8u> pred(4, 4, random.range(4, 9), Guard::after), dst(4, 4, random.range(4, 9), Guard::after);
         pred.fill(random, 0, 255);
-        const auto in = [](const Block& block) {
-            return [&](int x, int y) { return block[static_cast<std::size_t>(4 * y + x)]; };
-        };
-        const auto expected = rows.contentsWith(in(residual));
+        const auto at = [](const Block& block, int x, int y) { return block[static_cast<std::size_t>(4 * y + x)]; };
+        const auto expected = rows.contentsWith([&](int x, int y) { return at(residual, x, y); });
         const auto sum =
-            dst.contentsWith([&](int x, int y) { return std::clamp(pred.at(x, y) + in(residual)(x, y), 0, 255); });
-        rows.restore(rows.contentsWith(in(levels)));
+            dst.contentsWith([&](int x, int y) { return std::clamp(pred.at(x, y) + at(residual, x, y), 0, 255); });
+        rows.restore(rows.contentsWith([&](int x, int y) { return at(levels, x, y); }));
         ASSERT_EQ(qvoStatusOk,
                   qvoiDequantTransformResidual_H264_16s_C1I(rows.origin(), rows.step(), pDC, ac ? 2u : 0u, qp));
         ASSERT_EQ(expected, rows.contents()) << "QP " << qp << " AC " << ac;
