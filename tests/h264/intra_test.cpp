@@ -202,6 +202,18 @@ TEST(Intra, PredictsAsTheStandardAndTouchesNothingElse) {
     }
 }
 
+// Rows without gaps: there the last sample of a row is the left neighbour of the next.
+TEST(Intra, PredictsInRowsWithoutGaps) {
+    Random random(61);
+    for (int round = 0; round < 600; ++round) {
+        const Kind& kind = kinds[round % 3];
+        std::vector<Qvo8u> plane(static_cast<std::size_t>(kind.size * (kind.size + 4)));
+        random.fill(plane, 0, 255);
+        const int mode = random.range(0, kind.modes - 1);
+        expectPrediction(kind, plane.data() + 2 * kind.size, kind.size, mode, ~0u);
+    }
+}
+
 TEST(Intra, ChecksItsArgumentsInOrder) {
     for (const Kind& kind : kinds) {
         std::vector<Qvo8u> plane(24 * 16, 77);
