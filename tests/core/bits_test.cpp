@@ -60,6 +60,7 @@ TEST(Writers, ExactFitLeavesTheNextWordAlone) {
         const Writer writer = leftMost ? &qvoiPutBitsLeftMost : &qvoiPutBitsRightMost;
         Stream stream(3, leftMost ? 0xDEADBEEF : 0);
         stream.words[1] = 0x00000F0F;
+        stream.words[2] = 0xDEADBEEF;
         stream.put(writer, 0x12345678, 32);
         EXPECT_EQ(0x12345678u, stream.words[0]);
         EXPECT_EQ(0x00000F0Fu, stream.words[1]);
