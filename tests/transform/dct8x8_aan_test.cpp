@@ -104,7 +104,8 @@ void testForms(Single single, Pair pair) {
     const Block in{};
     std::array<T, 128> out{};
     expectStatuses(out, single, {in.data(), out.data(), 16, 0}, {{qvoStatusNullPtr, {0, 1}}});
-    expectStatuses(out, pair, {in.data(), in.data(), out.data(), 32, 0, 0}, {{qvoStatusNullPtr, {0, 1, 2}}});
+    expectStatuses(out, pair, {in.data(), in.data(), out.data(), 16 * int{sizeof(T)}, 0, 0},
+                   {{qvoStatusNullPtr, {0, 1, 2}}});
 }
 
 TEST(DctAan, FollowsTheFlowBitForBit) {
