@@ -56,25 +56,20 @@ TEST(Core, StatusesInTheirOrder) {
 // Elements 0..len-1 and no others, in buffers that end at an unreadable page.
 TEST(Vector, SetZeroAndCopyTouchExactlyTheirElements) {
     Random random;
-    for (std::size_t len = 1; len < 100; ++len) {
-        const Qvo32s n = static_cast<Qvo32s>(len);
-        Guarded<Qvo8u> src(len), dst(len);
-        Guarded<Qvo16s> wide(len);
+    for (Qvo32s n = 1; n < 100; ++n) {
+        Guarded<Qvo8u> src(static_cast<std::size_t>(n)), dst(static_cast<std::size_t>(n));
+        Guarded<Qvo16s> wide(static_cast<std::size_t>(n));
         random.fill(src, 0, 255);
         ASSERT_EQ(qvoStatusOk, qvosSet_8u(200, dst.data(), n));
-        for (Qvo8u b : dst)
-            ASSERT_EQ(200, b);
+        ASSERT_EQ(n, std::count(dst.begin(), dst.end(), 200));
         ASSERT_EQ(qvoStatusOk, qvosCopy_8u(src.data(), dst.data(), n));
-        ASSERT_EQ(0, std::memcmp(src.data(), dst.data(), len));
+        ASSERT_TRUE(std::equal(src.begin(), src.end(), dst.begin()));
         ASSERT_EQ(qvoStatusOk, qvosSet_16s(-30000, wide.data(), n));
-        for (Qvo16s w : wide)
-            ASSERT_EQ(-30000, w);
-        if (len > 1) {
-            ASSERT_EQ(qvoStatusOk, qvosZero_16s(wide.data(), n - 1));
-            for (std::size_t i = 0; i + 1 < len; ++i)
-                ASSERT_EQ(0, wide[i]);
-            ASSERT_EQ(-30000, wide[len - 1]);
-        }
+        ASSERT_EQ(n, std::count(wide.begin(), wide.end(), -30000));
+        if (n == 1) continue;
+        ASSERT_EQ(qvoStatusOk, qvosZero_16s(wide.data(), n - 1));
+        ASSERT_EQ(n - 1, std::count(wide.begin(), wide.end(), 0));
+        ASSERT_EQ(-30000, wide[wide.size() - 1]);
     }
 }
 

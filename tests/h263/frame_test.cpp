@@ -30,21 +30,18 @@ TEST(H263Frame, StatusesInTheirOrder) {
 TEST(H263Frame, ExpansionRepeatsTheNearestSample) {
     Random random;
     for (const Qvo32s border : {8, 9, 16, 21}) {
-        for (const auto& [width, height] : {std::pair{8, 1}, std::pair{11, 5}, std::pair{48, 32}}) {
+        for (const auto& size : {std::pair{8, 1}, std::pair{11, 5}, std::pair{48, 32}}) {
+            const Qvo32s width = size.first, height = size.second;
             for (const Qvo32s gap : {0, 5}) {
                 const Qvo32s fullWidth = width + 2 * border, fullHeight = height + 2 * border;
-                const Qvo32s step = fullWidth + gap;
-                Guarded<Qvo8u> frame(static_cast<std::size_t>(step * (fullHeight - 1) + fullWidth));
-                random.fill(frame, 0, 255);
-                const std::vector<Qvo8u> before(frame.begin(), frame.end());
-                ASSERT_EQ(qvoStatusOk, qvoiExpandFrame_H263_8u(frame.data(), width, height, border, step));
-                for (std::size_t i = 0; i < frame.size(); ++i) {
-                    const Qvo32s x = static_cast<Qvo32s>(i) % step, y = static_cast<Qvo32s>(i) / step;
-                    const Qvo32s px = std::clamp(x, border, border + width - 1);
-                    const Qvo32s py = std::clamp(y, border, border + height - 1);
-                    const std::size_t nearest = x < fullWidth ? static_cast<std::size_t>(py * step + px) : i;
-                    ASSERT_EQ(before[nearest], frame[i]) << x << ',' << y;
-                }
+                Plane<Qvo8u> frame(fullWidth, fullHeight, fullWidth + gap, Guard::after);
+                frame.fill(random, 0, 255);
+                const Qvo32s right = border + width - 1, bottom = border + height - 1;
+                const auto expected = frame.contentsWith([&](int x, int y) {
+                    return frame.at(std::clamp(x, border, right), std::clamp(y, border, bottom));
+                });
+                ASSERT_EQ(qvoStatusOk, qvoiExpandFrame_H263_8u(frame.origin(), width, height, border, frame.step()));
+                ASSERT_EQ(expected, frame.contents()) << width << 'x' << height << ' ' << border;
             }
         }
     }

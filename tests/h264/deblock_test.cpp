@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "qvovc.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/plane.h"
 #include "support/statuses.h"
 
 namespace {
@@ -108,21 +107,14 @@ Parameters randomParameters(Random& random) {
 }
 
 // Content over which all decisions vary: noise of a random amplitude around a level that changes from block to block.
-template <class Container>
-void fillPlane(Container& plane, int step, Random& random) {
-    const int amplitude = 1 << random.range(0, 7);
-    const int contrast = 1 << random.range(0, 7);
-    int level[2][2];
-    for (auto& row : level) {
-        for (int& value : row)
-            value = 128 + random.range(-contrast, contrast);
-    }
-    int i = 0;
-    for (auto& sample : plane) {
-        const int base = level[i / step / 4 % 2][i % step / 4 % 2];
-        sample = static_cast<Qvo8u>(std::clamp(base + random.range(-amplitude, amplitude), 0, 255));
-        ++i;
-    }
+void fillPlane(Plane<Qvo8u>& plane, int width, int height, Random& random) {
+    const int amplitude = 1 << random.range(0, 7), contrast = 1 << random.range(0, 7);
+    int levels[4];
+    random.fill(levels, 128 - contrast, 128 + contrast);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            plane.at(x, y) = static_cast<Qvo8u>(
+                std::clamp(levels[y / 4 % 2 * 2 + x / 4 % 2] + random.range(-amplitude, amplitude), 0, 255));
 }
 
 // Every other round the memory ends with the last sample that the filters may read, or begins with the first: without
@@ -131,26 +123,25 @@ TEST(Deblock, FiltersAsTheStandardAndTouchesNothingElse) {
     Random random(81);
     for (int round = 0; round < 16000; ++round) {
         const Kind& kind = kinds[round & 3];
-        const bool tight = round & 4;
-        const bool outer = round & 8;
+        const bool tight = round & 4, outer = round & 8;
         const int before = !tight ? 4 : outer ? kind.quarter() : 0;
-        const int left = !tight || kind.vertical ? before : 0;
-        const int above = !tight || !kind.vertical ? before : 0;
-        const int step = left + kind.size() + (tight ? 0 : random.range(0, 8));
-        Guarded<Qvo8u> plane(static_cast<std::size_t>(step * (above + kind.size() + (tight ? 0 : 2))),
-                             round & 16 ? Guard::after : Guard::before);
-        fillPlane(plane, step, random);
+        const int left = !tight || kind.vertical ? before : 0, above = !tight || !kind.vertical ? before : 0;
+        const int width = left + kind.size(), height = above + kind.size() + (tight ? 0 : 2);
+        Plane<Qvo8u> plane(width, height, width + (tight ? 0 : random.range(0, 8)),
+                           round & 16 ? Guard::after : Guard::before);
+        fillPlane(plane, width, height, random);
         Parameters parameters = randomParameters(random);
         if (!outer) std::fill_n(parameters.strengths, 4, Qvo8u{0});
         // Chroma has 8 thresholds.
         Guarded<Qvo8u> thresholds(kind.luma ? 16 : 8);
         std::copy_n(parameters.thresholds, thresholds.size(), thresholds.begin());
-        const std::ptrdiff_t at = above * step + left;
-        std::vector<Qvo8u> expected(plane.begin(), plane.end());
-        filterMacroblock(kind, expected.data() + at, step, parameters);
-        ASSERT_EQ(qvoStatusOk, kind.operation(plane.data() + at, step, parameters.alpha, parameters.beta,
+        const std::vector<Qvo8u> original = plane.contents();
+        filterMacroblock(kind, &plane.at(left, above), plane.step(), parameters);
+        const std::vector<Qvo8u> expected = plane.contents();
+        plane.restore(original);
+        ASSERT_EQ(qvoStatusOk, kind.operation(&plane.at(left, above), plane.step(), parameters.alpha, parameters.beta,
                                               thresholds.data(), parameters.strengths));
-        ASSERT_EQ(expected, std::vector<Qvo8u>(plane.begin(), plane.end())) << kind.name << " round " << round;
+        ASSERT_EQ(expected, plane.contents()) << kind.name << " round " << round;
     }
 }
 

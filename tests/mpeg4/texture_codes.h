@@ -51,16 +51,6 @@ struct Codes {
         }
     }
 
-    // The same from the codes of each run.
-    Codes(const std::vector<std::string>& notLast, const std::vector<std::string>& last)
-        : Codes(joined(notLast) + " | " + joined(last)) {}
-    static std::string joined(const std::vector<std::string>& runs) {
-        std::string text;
-        for (const std::string& run : runs)
-            text += (text.empty() ? "" : " / ") + run;
-        return text;
-    }
-
     static std::string binary(int value, int length) {
         std::string text;
         for (int i = length - 1; i >= 0; --i)
