@@ -33,9 +33,9 @@ inline const Codes& annexICodes() {
 }
 
 inline std::string escape(Event e) {
-    std::string text = texture::escapeCode + Codes::binary(e.last, 1) + Codes::binary(e.run, 6);
-    if (std::abs(e.level) < 128) return text + Codes::binary(e.level, 8);
-    return text + "10000000" + Codes::binary(e.level & 31, 5) + Codes::binary(e.level >> 5, 6);
+    std::string text = texture::escapeCode + binary(e.last, 1) + binary(e.run, 6);
+    if (std::abs(e.level) < 128) return text + binary(e.level, 8);
+    return text + "10000000" + binary(e.level & 31, 5) + binary(e.level >> 5, 6);
 }
 
 inline std::string write(const Codes& codes, Event e) {

@@ -91,7 +91,7 @@ TEST(H263Texture, EveryCode) {
 
 TEST(H263Texture, IntraDC) {
     for (int code = 0; code < 256; ++code) {
-        Stream stream(Codes::binary(code, 8), code & 7, 1);
+        Stream stream(binary(code, 8), code & 7, 1);
         Qvo16s level = 77;
         const bool valid = code != 0 && code != 128;
         ASSERT_EQ(valid ? qvoStatusOk : qvoStatusBadIntraDC,
@@ -111,7 +111,7 @@ TEST(H263Texture, DecodersAgreeWithTheBitwiseReader) {
         const Codes& codes = aic ? annexICodes() : interCodes();
         const int direction = random.range(1, 3), QP = random.range(1, 31), offset = random.range(0, 7);
         const int dc = random.range(0, 255);
-        std::string bits = intra ? Codes::binary(dc, 8) : "";
+        std::string bits = intra ? binary(dc, 8) : "";
         bits += randomBlock(codes, random, random.range(1, 20), intra, extended ? 1023 : 127);
         if (random.chance(40)) {  // a fault, or just another block
             const std::size_t place = static_cast<std::size_t>(random.range(0, static_cast<int>(bits.size()) - 1));

@@ -13,7 +13,6 @@
 
 namespace {
 
-using texture::Codes;
 using texture::Stream;
 
 using Vectors = std::array<QvoMotionVector, 4>;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "mpeg4/bit_stream.h"
+#include "support/codes.h"
 
 namespace texture {
 
@@ -49,13 +50,6 @@ struct Codes {
             lmax[{last, run}] = level;
             rmax[{last, level}] = run;
         }
-    }
-
-    static std::string binary(int value, int length) {
-        std::string text;
-        for (int i = length - 1; i >= 0; --i)
-            text += (value >> i & 1) != 0 ? '1' : '0';
-        return text;
     }
 
     // Every way to write the event: directly or by an escape of type 1, 2 or 3; "" where there is none.
@@ -144,7 +138,7 @@ inline std::string dcDifference(int difference, bool chrominance, char marker = 
     while (std::abs(difference) >> size != 0)
         ++size;
     std::string text = dcSizeCodes[chrominance][size];
-    text += Codes::binary(difference < 0 ? difference - 1 : difference, size);
+    text += binary(difference < 0 ? difference - 1 : difference, size);
     if (size > 8) text += marker;
     return text;
 }

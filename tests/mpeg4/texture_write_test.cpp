@@ -33,7 +33,7 @@ EventCode accumulator(const Codes& codes) {
 std::string h263(Event e) {
     const std::string code = interCodes().allForms(e)[0];
     if (!code.empty()) return code;
-    return escapeCode + Codes::binary(e.last, 1) + Codes::binary(e.run, 6) + Codes::binary(e.level, 8);
+    return escapeCode + binary(e.last, 1) + binary(e.run, 6) + binary(e.level, 8);
 }
 
 std::string nothing(Event) {
@@ -143,7 +143,7 @@ TEST(DCWriters, EveryDifference) {
                 while (size < longest && std::abs(value) >> size != 0)
                     ++size;
                 return dcSizeCodes[component == qvoVideoChrominance][size] + std::string(size > 8, '1') +
-                       Codes::binary(value - (value < 0), size);
+                       binary(value - (value < 0), size);
             };
             expectWritten(code(difference, 12), difference & 7, Stores::bytes, [&](Qvo8u** p, Qvo32s* o) {
                 return qvoiEncode_IntraDCVLC_MPEG4_16s1u(static_cast<Qvo16s>(difference), p, o, component);
@@ -163,9 +163,9 @@ TEST(DCWriters, EveryDifference) {
 
 TEST(DCWriters, H263) {
     for (int dc = -300; dc <= 300; ++dc)
-        expectWritten(
-            dc == 128 ? "11111111" : Codes::binary(dc, 8), dc & 7, Stores::bytes,
-            [&](Qvo8u** p, Qvo32s* o) { return qvoiEncode_IntraDCVLC_H263_16s1u(static_cast<Qvo16s>(dc), p, o); });
+        expectWritten(dc == 128 ? "11111111" : binary(dc, 8), dc & 7, Stores::bytes, [&](Qvo8u** p, Qvo32s* o) {
+            return qvoiEncode_IntraDCVLC_H263_16s1u(static_cast<Qvo16s>(dc), p, o);
+        });
 }
 
 // ---- tables and exported escapes ----
@@ -175,7 +175,7 @@ TEST(WriterTables, HoldTheStandardsCodes) {
         const auto [last, run, level] = event;
         const Qvo8u* const sums = last != 0 ? _qvoIfLastNumOfLevelAtRunadd : _qvoIfNotLastNumOfLevelAtRunadd;
         const int i = (last != 0 ? 58 : 0) + (run != 0 ? sums[run - 1] : 0) + level - 1;
-        EXPECT_EQ(code, Codes::binary(_qvoVleTable[i][0], _qvoVleTable[i][1]));
+        EXPECT_EQ(code, binary(_qvoVleTable[i][0], _qvoVleTable[i][1]));
         const auto [intraLast, intraRun, intraLevel] = intraCodes().eventOf.at(code);
         EXPECT_EQ(intraLast * 1024 + intraRun * 32 + intraLevel, _qvoIntraYAVCLHashingTable[i]);
     }
@@ -209,8 +209,8 @@ void expectAccumulated(const std::string& bits, int used,
     ASSERT_EQ(qvoStatusOk, write(&position, &accumulator, &free));
     std::string written;
     for (Qvo8u* p = memory.data(); p < position; ++p)
-        written += Codes::binary(*p, 8);
-    written += Codes::binary(static_cast<int>(accumulator), 32);
+        written += binary(*p, 8);
+    written += binary(static_cast<int>(accumulator), 32);
     ASSERT_TRUE(free >= 1 && free <= 32);
     ASSERT_EQ(
         std::string(static_cast<std::size_t>(used), '1') + bits + std::string(static_cast<std::size_t>(free), '0'),
