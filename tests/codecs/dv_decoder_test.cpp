@@ -167,6 +167,7 @@ TEST(DvDecoder, BlocksThatOverrunAreConcealedAlone) {
     const Decoded run = decode(flatFrame(kind, dark) + damaged);
     EXPECT_EQ(1, run.damage.concealedMacroblocks);
     EXPECT_EQ(64, count(run.frames.at(1), darkSample));
+    EXPECT_EQ(64, count(decode(damaged).frames.at(0), 128));
 }
 
 TEST(DvDecoder, MissingAndAddedBytesHarmTheirSequenceOnly) {

@@ -38,11 +38,13 @@ enum class Content {
     moving,  // a texture that shifts by parts of a sample, an object that moves over it, noise
     racing,  // a texture that shifts by 8 samples more from picture to picture
     still,
-    noise,   // nothing that could be predicted
-    extreme  // macroblocks flat or chequered, black and white, that change in every picture
+    noise,    // nothing that could be predicted
+    extreme,  // macroblocks flat or chequered, black and white, that change in every picture
+    bursting  // still for 20 pictures, then noise
 };
 
 inline Samples picture(Content content, int width, int height, int number) {
+    if (content == Content::bursting) content = number < 20 ? Content::still : Content::noise;
     Random random(static_cast<std::uint64_t>(number) + 1);
     const double way = content == Content::moving   ? 1.3 * number
                        : content == Content::racing ? 4 * number * number
