@@ -50,8 +50,8 @@ const Codec mpeg2 = {"Mpeg2",
                       {{.keyInterval = 6, .bPictures = 3}, "IBBBPBIBBBP"},
                       {{.keyInterval = 1, .bPictures = 1}, "III"}}};
 
-// In groups of pictures of its own the one before a key picture is a reference, and so is the last one. Seconds pass
-// between pictures of 4 a second that depend on each other.
+// The picture before a key picture is a reference, and so is the last one. At 4 pictures a second, or fewer, seconds pass
+// between those that depend on each other.
 const Codec mpeg4 = {
     "Mpeg4",
     codecs::makeMpeg4Encoder,
@@ -122,7 +122,8 @@ TEST_P(Encoders, KeepTheBitRate) {
     const Codec& codec = GetParam();
     for (const long rate : {60'000L, 400'000L}) {
         constexpr int count = 75;
-        const EncoderSettings settings = {.width = 176, .height = 144, .bitRate = rate};
+        const int bPictures = codec.variants.back().settings.bPictures;
+        const EncoderSettings settings = {.width = 176, .height = 144, .bitRate = rate, .bPictures = bPictures};
         const Encoded encoded = encode(codec.makeEncoder, settings, Content::moving, count);
         expectDecodes(codec.makeDecoder, encoded);
         EXPECT_NEAR(8.0 * static_cast<double>(encoded.stream.size()) * 25 / count / static_cast<double>(rate), 1,
@@ -155,6 +156,9 @@ TEST(EncoderHeaders, TellRateShapeAndLevel) {
         EXPECT_EQ(info.aspectNumerator * settings.aspectDenominator,
                   info.aspectDenominator * settings.aspectNumerator);
         EXPECT_FALSE(info.interlaced);
+        if (settings.bitRate > 0) {
+            EXPECT_EQ(info.bitRate, settings.bitRate);
+        }
     }
 }
 

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,7 +45,11 @@ enum class Content {
     bursting  // still for 20 pictures, then noise
 };
 
-inline Samples picture(Content content, int width, int height, int number) {
+// Made once for all that encode it.
+inline const Samples& picture(Content content, int width, int height, int number) {
+    static std::map<std::array<int, 4>, Samples> made;
+    Samples& samples = made[{static_cast<int>(content), width, height, number}];
+    if (!samples.empty()) return samples;
     if (content == Content::bursting) content = number < 20 ? Content::still : Content::noise;
     Random random(static_cast<std::uint64_t>(number) + 1);
     const double way = content == Content::moving   ? 1.3 * number
@@ -59,7 +65,6 @@ inline Samples picture(Content content, int width, int height, int number) {
         const int noise = content == Content::moving ? random.range(-2, 2) : 0;
         return 120 + 60 * std::sin(u / 9 + std::sin(v / 13)) + 40 * std::sin(v / 5 + u * u / 4000) + noise;
     };
-    Samples samples;
     for (const int scale : {1, 2, 2}) {
         for (int y = 0; y < (height + scale - 1) / scale; ++y)
             for (int x = 0; x < (width + scale - 1) / scale; ++x)
