@@ -92,10 +92,11 @@ QVO_API QvoStatus qvoiDecodeMVD_H263(Qvo8u** ppBitStream, Qvo32s* pBitOffset, Qv
  *   block 3   block 2                     block 0                      block 1
  *
  * pSrcMVCurMB         four vectors of this macroblock, those of the blocks before blockIndex decoded
- * pSrcMVLeftMB        four vectors, or null where the macroblock lies outside the picture: the candidate is zero
- * pSrcMVUpperMB       four vectors, or null where the macroblock lies outside the picture or in a group of blocks with
- *                     a header of its own below: both candidates of the row above then take the first one's value
- * pSrcMVUpperRightMB  four vectors, or null where the macroblock lies outside the picture: the candidate is zero
+ * pSrcMVLeftMB        four vectors, or null where there is none: the candidate is zero
+ * pSrcMVUpperMB       four vectors, or null where there is none: both candidates of the row above then take the first
+ *                     one's value
+ * pSrcMVUpperRightMB  four vectors, or null where there is none: the candidate is zero
+ *                     There is none outside the picture, nor beyond the header of a group of blocks or of a slice
  * pDstMVPred          receives the predictor
  * blockIndex          0..3, of which the low two bits count; 0 also for a macroblock with a single vector
  *
