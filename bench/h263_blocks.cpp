@@ -18,7 +18,7 @@ std::string randomBlocks(const Codes& codes, int count, bool intraDC) {
     Random random(static_cast<std::uint64_t>(count));
     std::string bits;
     for (int block = 0; block < blocks; ++block) {
-        if (intraDC) bits += Codes::binary(random.range(60, 120), 8);
+        if (intraDC) bits += binary(random.range(60, 120), 8);
         int used = intraDC;
         for (int i = intraDC; i < count; ++i) {
             const int run = random.range(0, std::min(2, 64 - used - (count - i)));  // the rest has to fit

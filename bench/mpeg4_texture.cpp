@@ -23,8 +23,7 @@ std::string randomBlocks(const Codes& codes, int count, bool intraDC) {
             const int run = random.range(0, std::min(2, 64 - used - (count - i)));  // the rest has to fit
             const int level = random.chance(70) ? 1 : random.range(2, 6);
             used += run + 1;
-            const auto forms = codes.allForms({i + 1 == count, run, random.chance(50) ? level : -level});
-            bits += *std::find_if(forms.begin(), forms.end(), [](const std::string& f) { return !f.empty(); });
+            bits += codes.firstForm({i + 1 == count, run, random.chance(50) ? level : -level});
         }
     }
     return bits;

@@ -161,6 +161,19 @@ TEST_P(TextureDecoding, ReadsAnyBits) {
     EXPECT_LT(decoded, 38000);
 }
 
+// Streams cut behind any event but the last, with four zero bytes, which are no code, to the end of the memory.
+TEST_P(TextureDecoding, ReadsNoFurtherWhereNoCodeFollows) {
+    Random random(9);
+    for (int round = 0; round < 4000; ++round) {
+        std::string text = GetParam() == intraDC ? dcDifference(random.range(-300, 300), false) : "";
+        for (int events = random.range(0, 12); events > 0; --events)
+            text += codesOf(GetParam()).firstForm({0, random.range(0, 3), random.range(1, 30)});
+        Stream stream(text, random.range(0, 7));
+        Levels levels;
+        ASSERT_EQ(qvoStatusTextureVlc, decode(GetParam(), stream, levels.data(), 0, qvoVideoLuminance)) << text;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Mpeg4, TextureDecoding, testing::Values(intraDC, intraAC, inter), [](const auto& p) {
     return p.param == intraDC ? "IntraDC" : p.param == intraAC ? "IntraAC" : "Inter";
 });
