@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "common/residual.h"
 #include "mpeg2/inverse_count.h"
 
 namespace codecs::mpeg2 {
@@ -18,13 +19,6 @@ constexpr Cost square(int value) {
 }
 
 }  // namespace
-
-Cost energyOf(const Block& block) {
-    Qvo32s sum = 0;
-    for (const Qvo16s value : block)
-        sum += Qvo32s{value} * value;
-    return static_cast<Cost>(sum);
-}
 
 void BlockCoder::startPicture(const PictureHeader& header, Qvo32s scale, Cost lambda) {
     header_ = &header;
@@ -48,36 +42,26 @@ Cost BlockCoder::codeIntra(const Qvo8u* source, Qvo32s step, Block& levels, Qvo3
     const int dc = (coefficients[0] + divisor / 2) / divisor;
     levels[0] = static_cast<Qvo16s>(std::min(dc, (256 << header_->intraDcPrecision) - 1));
     coefficients[0] = 0;
-    return energyOf(coefficients) + chooseLevels(coefficients, levels, count, true);
+    return static_cast<Cost>(energyOf(coefficients.data())) + chooseLevels(coefficients, levels, count, true);
 }
 
-Cost BlockCoder::codeNonIntra(const Block& residual, Cost energy, Block& levels, Qvo32u& count) const {
+Cost BlockCoder::codeNonIntra(const Block& residual, Qvo32s energy, Block& levels, Qvo32u& count) const {
     count = 0;
+    const auto dropped = static_cast<Cost>(energy);
     // No coefficient is larger than the root of the energy; one of less than a step gives no level.
-    if (energy < square(scale_)) return energy;
+    if (energy < scale_ * scale_) return dropped;
     alignas(32) Block coefficients;
-    transformResidual(residual, energy, coefficients);
+    if (transformResidual(residual.data(), energy, coefficients.data())) {
+        // Reconstructed coefficients lie up to half a step above their original. They are kept inside -2048..2047: beyond
+        // it a decoder saturates, which the library's block reconstruction leaves out.
+        const int limit = 2047 - scale_ / 2;
+        for (Qvo16s& c : coefficients)
+            c = static_cast<Qvo16s>(std::clamp<int>(c, -limit, limit));
+    }
     levels = coefficients;
     qvoiQuant_MPEG2_16s_C1I(levels.data(), scale_, nullptr, &count);
-    if (count == 0) return energy;
-    return energy + chooseLevels(coefficients, levels, count, false);
-}
-
-// Reconstructed coefficients lie up to half a step above their original. They are kept inside -2048..2047: beyond it a
-// decoder saturates, which the library's block reconstruction leaves out.
-void BlockCoder::transformResidual(const Block& residual, Cost energy, Block& coefficients) const {
-    // From 1024 on coefficients could wrap in the transform; then it takes half the residual.
-    const bool large = energy >= square(1024);
-    coefficients = residual;
-    if (large) {
-        for (Qvo16s& value : coefficients)
-            value = static_cast<Qvo16s>(value / 2);
-    }
-    qvoiDCT8x8Fwd_16s_C1(coefficients.data(), coefficients.data());
-    if (!large) return;
-    const int limit = 2047 - scale_ / 2;
-    for (Qvo16s& c : coefficients)
-        c = static_cast<Qvo16s>(std::clamp(2 * c, -limit, limit));
+    if (count == 0) return dropped;
+    return dropped + chooseLevels(coefficients, levels, count, false);
 }
 
 // Finds the cheapest chain of coefficients. Each may keep its level, take the one below or be dropped; what a

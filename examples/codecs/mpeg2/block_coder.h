@@ -14,9 +14,6 @@ using Block = std::array<Qvo16s, 64>;
 // What a block costs: squared error plus lambda times bits.
 using Cost = float;
 
-// The sum of squares.
-Cost energyOf(const Block& block);
-
 class BlockCoder {
   public:
     // scale: quantiser_scale; lambda: squared error that one bit is worth.
@@ -28,7 +25,7 @@ class BlockCoder {
 
     // The same for a residual, of which the sum of squares is known. A block is best left out where the count is 0; its
     // cost is then that of leaving it out.
-    Cost codeNonIntra(const Block& residual, Cost energy, Block& levels, Qvo32u& count) const;
+    Cost codeNonIntra(const Block& residual, Qvo32s energy, Block& levels, Qvo32u& count) const;
 
     // What a decoder makes of the levels.
     void reconstructIntra(const Block& levels, Qvo8u* out, Qvo32s step) const;
@@ -46,7 +43,6 @@ class BlockCoder {
     Link cheapestLink(std::span<const Link> before, int i, int magnitude, int level, bool intra,
                       const CoefficientLengths& lengths) const;
     Cost chooseLevels(const Block& coefficients, Block& levels, Qvo32u& count, bool intra) const;
-    void transformResidual(const Block& residual, Cost energy, Block& coefficients) const;
     int transposeLevels(const Block& levels, Block& block) const;
 
     const Matrices matrices_;

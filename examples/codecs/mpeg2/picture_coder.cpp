@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "common/residual.h"
+
 namespace codecs::mpeg2 {
 
 namespace {
@@ -226,8 +228,8 @@ Cost PictureCoder::formResidual(const MacroblockModes& modes) {
                 qvoiGetDiff8x8_8u16s_C1(from, step, a, first.step, residual.data(), chromaResidualStep, nullptr, 0,
                                         first.mcType, roundHalvesUp);
             }
-            energies_[index] = energyOf(residual);
-            energy += energies_[index];
+            energies_[index] = energyOf(residual.data());
+            energy += static_cast<Cost>(energies_[index]);
         }
     }
     return energy;

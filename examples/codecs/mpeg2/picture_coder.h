@@ -74,7 +74,7 @@ class PictureCoder {
     Trial* best_ = &trials_[0];
     Trial* trial_ = &trials_[1];
     alignas(32) std::array<Block, 6> residual_ = {};
-    std::array<Cost, 6> energies_ = {};  // of the residual's blocks
+    std::array<Qvo32s, 6> energies_ = {};  // of the residual's blocks
     alignas(32) std::array<Qvo16s, 16 * 16> lumaResidual_ = {};
     alignas(32) std::array<Block, 2> chromaResidual_ = {};
 };

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "common/residual.h"
+
 namespace codecs::mpeg4 {
 
 namespace {
@@ -172,7 +174,7 @@ void BlockCoder::quantiseInter(Levels& levels) const {
 
 bool BlockCoder::codeInter(const Levels& residual, Levels& levels) const {
     Levels coefficients;
-    qvoiDCT8x8Fwd_16s_C1(residual.data(), coefficients.data());
+    transformResidual(residual.data(), energyOf(residual.data()), coefficients.data());
     levels = coefficients;
     quantiseInter(levels);
     return choose(coefficients, levels);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "common/rate_control.h"
@@ -82,7 +83,8 @@ class Mpeg4Encoder final : public Encoder {
     };
 
     void encodeWaiting();
-    CodedPicture encodeReference(const Waiting& waiting, VopType type);
+    CodedPicture encodeReference(const Waiting& waiting, VopType type,
+                                 std::span<const PaddedPicture* const> between = {});
     CodedPicture encodeBidirectional(const Waiting& waiting);
     CodedPicture encodeVop(VopHeader vop, const VopPictures& pictures, std::int64_t time, std::int64_t timeBefore);
     int chooseQuantiser(VopType type) const;
@@ -142,14 +144,18 @@ void Mpeg4Encoder::encode(const FrameView& picture) {
 void Mpeg4Encoder::encodeWaiting() {
     if (waitingCount_ == 0) return;
     const std::size_t last = waitingCount_ - 1;
-    const CodedPicture reference = encodeReference(waiting_[last], VopType::predicted);
+    std::vector<const PaddedPicture*> between;
+    for (std::size_t i = 0; i < last; ++i)
+        between.push_back(&waiting_[i].picture);
+    const CodedPicture reference = encodeReference(waiting_[last], VopType::predicted, between);
     for (std::size_t i = 0; i < last; ++i)
         pictures_(encodeBidirectional(waiting_[i]));
     pictures_(reference);
     waitingCount_ = 0;
 }
 
-CodedPicture Mpeg4Encoder::encodeReference(const Waiting& waiting, VopType type) {
+CodedPicture Mpeg4Encoder::encodeReference(const Waiting& waiting, VopType type,
+                                           std::span<const PaddedPicture* const> between) {
     std::swap(older_, newer_);
     olderTime_ = newerTime_;
     newerTime_ = waiting.time;
@@ -163,6 +169,7 @@ CodedPicture Mpeg4Encoder::encodeReference(const Waiting& waiting, VopType type)
     pictures.source = &waiting.picture;
     pictures.target = newer_;
     pictures.forward = older_;
+    pictures.between = between;
     const CodedPicture coded = encodeVop(vop, pictures, waiting.time, olderTime_);
     if (type == VopType::predicted) chooseFcode();
     clock_.enter(EncodeStage::filter);

@@ -18,6 +18,9 @@ constexpr std::size_t macroblockBytes = 6 * 64 * 4 + 64;
 constexpr int intraPenalty = 300;
 constexpr int intraPenaltyBits = 30;  // counted like those of vectors, with the quantiser
 
+// Up to this sum of absolute differences, of all blocks and for a quantiser of 1, a macroblock may be copied in B-VOPs.
+constexpr int copiedSum = 96;
+
 // Of the macroblocks where a packet may begin. A marker and a number that begins with five zeros look like the start of an
 // H.263 picture, which leads programs that recognise streams by content astray.
 int firstPacketFor(const Layer& layer) {
@@ -151,10 +154,11 @@ void VopEncoder::codeInter(const MotionChoice& motion) {
     intraDecoder_.pass(x_);
     predict(here(), *pictures_.forward, motion.vectors, vop_.rounding);
     codeResidual();
+    inter_.skipped = maySkip(motion.vectors);
     clock_.enter(EncodeStage::writing);
     writeInter(motion);
     vectors_.set(x_, y_, motion.vectors);
-    pictures_.target->motion[address()] = {motion.vectors, inter_.pattern == 0 && isZero(motion.vectors)};
+    pictures_.target->motion[address()] = {motion.vectors, inter_.skipped};
     for (const QvoMotionVector v : motion.vectors)
         longestVector_ = std::max({longestVector_, std::abs(v.dx), std::abs(v.dy)});
 }
@@ -175,8 +179,23 @@ void VopEncoder::codeResidual() {
     }
 }
 
+// A macroblock skipped here is so in the B-VOPs before, too, whatever they show.
+bool VopEncoder::maySkip(const Vectors& vectors) const {
+    if (inter_.pattern != 0 || !isZero(vectors)) return false;
+    const Place copy = here();
+    return std::all_of(pictures_.between.begin(), pictures_.between.end(), [&](const PaddedPicture* picture) {
+        std::array<Qvo32s, 3> sums;
+        qvoiSAD16x16_8u32s(picture->macroblock(0, x_, y_), sourceStep(0), copy.luma(), copy.step(0), sums.data(),
+                           qvoMcFullPel);
+        for (std::size_t plane = 1; plane < 3; ++plane)
+            qvoiSAD8x8_8u32s_C1R(picture->macroblock(plane, x_, y_), sourceStep(4),
+                                 copy.block(static_cast<int>(plane) + 3), copy.step(4), &sums[plane], qvoMcFullPel);
+        return sums[0] + sums[1] + sums[2] <= copiedSum * vop_.quantiser;
+    });
+}
+
 void VopEncoder::writeInter(const MotionChoice& motion) {
-    if (inter_.pattern == 0 && isZero(motion.vectors)) {
+    if (inter_.skipped) {
         bits_->put(1, 1);  // not_coded
         return;
     }

@@ -3,6 +3,7 @@
 #define QVOVC_EXAMPLES_MPEG4_VOP_ENCODER_H
 
 #include <array>
+#include <span>
 
 #include "common/bit_writer.h"
 #include "common/encoder.h"
@@ -22,8 +23,9 @@ namespace codecs::mpeg4 {
 struct VopPictures {
     const PaddedPicture* source = nullptr;
     Frame* target = nullptr;
-    const Frame* forward = nullptr;   // of P- and B-VOPs
-    const Frame* backward = nullptr;  // of B-VOPs
+    const Frame* forward = nullptr;                 // of P- and B-VOPs
+    const Frame* backward = nullptr;                // of B-VOPs
+    std::span<const PaddedPicture* const> between;  // of a P-VOP: the sources of the B-VOPs before it
     // Ticks from the forward reference to this VOP and to the backward one (B-VOPs).
     int timeToVop = 0;
     int timeToBackward = 0;
@@ -43,6 +45,7 @@ class VopEncoder {
     struct InterMacroblock {
         std::array<Levels, 6> levels;
         int pattern = 0;  // coded blocks; bit 5 is block 0
+        bool skipped = false;
     };
 
     // Modes of B-VOPs by the zeros of mb_type (table B-3), and the vectors of all.
@@ -62,6 +65,7 @@ class VopEncoder {
     void codeIntra();
     void codeInter(const MotionChoice& motion);
     void codeResidual();
+    bool maySkip(const Vectors& vectors) const;
     void writeInter(const MotionChoice& motion);
     void addResidual(const Qvo8u* codes, Qvo32s offset);
     void codeBidirectional();
