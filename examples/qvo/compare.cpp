@@ -16,6 +16,7 @@ struct Size {
     int width = 0;
     int height = 0;
     bool known() const { return width > 0 && height > 0; }
+    bool tooLarge() const { return width > largestSide || height > largestSide; }
     bool operator==(const Size&) const = default;
 };
 
@@ -32,6 +33,7 @@ Size parseSize(std::string_view text) {
 Size commonSize(const CompareOptions& options, const VideoReader& a, const VideoReader& b) {
     Size size = parseSize(options.size);
     if (!options.size.empty() && !size.known()) throw Failure(options.size, "not a size such as 720x576");
+    if (size.tooLarge()) throw Failure(options.size, "too large a size");
     for (const VideoReader* reader : {&a, &b}) {
         const Size own = {reader->info().width, reader->info().height};
         if (!own.known()) continue;

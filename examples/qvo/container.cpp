@@ -3,6 +3,8 @@
 #include <memory>
 #include <utility>
 
+#include "commands.h"
+#include "failure.h"
 #include "libav_io.h"
 #include "source.h"
 
@@ -92,6 +94,7 @@ class Container : public Source {
         for (int failures = 0;;) {
             av_packet_unref(packet_.get());
             const int status = av_read_frame(format_.get(), packet_.get());
+            if (interrupted()) throw Interrupted();
             if (status == AVERROR_EOF || (status < 0 && ++failures > maxFailures)) return false;
             if (status < 0) continue;
             AVStream* stream = format_->streams[packet_->stream_index];

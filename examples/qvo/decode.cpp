@@ -31,13 +31,9 @@ VideoFormat formatOf(const DecodeOptions& options) {
 
 std::vector<std::unique_ptr<Output>> makeOutputs(const DecodeOptions& options) {
     std::vector<std::unique_ptr<Output>> outputs;
-    std::error_code error;
-    if (!options.output.empty()) {
-        if (std::filesystem::equivalent(options.input, options.output, error))
-            throw Failure(options.output, "is the input itself");
-        outputs.push_back(std::make_unique<VideoFile>(options.output, formatOf(options)));
-    }
-    if (!options.pngFolder.empty()) outputs.push_back(std::make_unique<PngFolder>(options.pngFolder));
+    checkOutputs(options.input, {options.output, options.sheet});
+    if (!options.output.empty()) outputs.push_back(std::make_unique<VideoFile>(options.output, formatOf(options)));
+    if (!options.pngFolder.empty()) outputs.push_back(std::make_unique<PngFolder>(options.pngFolder, options.input));
     if (!options.sheet.empty()) outputs.push_back(std::make_unique<ContactSheet>(options.sheet));
     // Standard output belongs to the video where that goes there.
     if (options.md5) outputs.push_back(std::make_unique<Checksum>(options.output == "-" ? stderr : stdout));
@@ -112,7 +108,8 @@ class Decoding {
         if (frames_ == 0) throw Failure(options_.input, "no picture in it could be decoded");
         for (auto& output : outputs_)
             output->finish();
-        std::fflush(stdout);
+        for (auto& output : outputs_)
+            output->commit();
         tellDamage();
         if (options_.stats) tellStats();
         if (stopped.empty()) return exitDone;
@@ -151,8 +148,8 @@ class Decoding {
     FrameView filter(const FrameView& frame) {
         if (!options_.deblock && !options_.dering) return frame;
         if (!frame.quantisers.data)
-            throw Failure(options_.input,
-                          "--deblock and --dering are for MPEG-4 video, and this is " + decoder_->info().codec);
+            throw Failure(options_.input, "--deblock and --dering are for MPEG-4 and H.263 video, and this is " +
+                                              decoder_->info().codec);
         return postFilter_.apply(frame);
     }
 

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -21,22 +20,6 @@ namespace {
 using codecs::EncodeStage;
 using codecs::FrameView;
 using codecs::PlaneView;
-
-bool samePath(const std::string& a, const std::string& b) {
-    std::error_code error;
-    return std::filesystem::equivalent(a, b, error) ||
-           std::filesystem::weakly_canonical(a, error) == std::filesystem::weakly_canonical(b, error);
-}
-
-void checkPaths(const EncodeOptions& options) {
-    const auto overwrites = [](const std::string& input, const std::string& output) {
-        return input != "-" && output != "-" && samePath(input, output);
-    };
-    for (const std::string& output : {options.output, options.recon})
-        if (!output.empty() && overwrites(options.input, output)) throw Failure(output, "is the input itself");
-    if (options.recon == options.output || overwrites(options.recon, options.output))
-        throw Failure(options.output, "is given for the stream and for its reconstruction");
-}
 
 double squaredError(const PlaneView& a, const PlaneView& b) {
     std::int64_t sum = 0;
@@ -85,7 +68,7 @@ class Quality {
 class Encoding {
   public:
     explicit Encoding(const EncodeOptions& options) : options_(options) {
-        checkPaths(options);
+        checkOutputs(options.input, {options.output, options.recon});
         source_ = openFrames(options.input);
         info_ = source_->info();
         info_.codec = options.codec->format;
@@ -96,6 +79,22 @@ class Encoding {
     }
 
     int run() {
+        try {
+            encodeAll();
+        } catch (const codecs::UnsupportedSettings& unsupported) {
+            refuse(unsupported);
+        }
+        progress_.clear();
+        stream_->close();
+        if (recon_) recon_->finish();
+        stream_->commit();
+        if (recon_) recon_->commit();
+        if (options_.stats) tellStats();
+        return exitDone;
+    }
+
+  private:
+    void encodeAll() {
         FrameView frame;
         while (!enough() && source_->read(frame)) {
             if (interrupted()) throw Interrupted();
@@ -106,14 +105,8 @@ class Encoding {
         }
         if (frames_ == 0) throw Failure(options_.input, "no whole picture in it");
         encoder_->finish();
-        progress_.clear();
-        stream_->commit();
-        if (recon_) recon_->finish();
-        if (options_.stats) tellStats();
-        return exitDone;
     }
 
-  private:
     bool enough() const { return options_.frames > 0 && frames_ >= options_.frames; }
 
     void makeEncoder() {
@@ -132,8 +125,12 @@ class Encoding {
             encoder_ =
                 options_.codec->make(settings, bytes, [this](const codecs::CodedPicture& picture) { take(picture); });
         } catch (const codecs::UnsupportedSettings& unsupported) {
-            throw Failure(std::string(options_.codec->name), unsupported.what());
+            refuse(unsupported);
         }
+    }
+
+    [[noreturn]] void refuse(const codecs::UnsupportedSettings& unsupported) const {
+        throw Failure(options_.input, "as " + std::string(options_.codec->name) + ": " + unsupported.what());
     }
 
     void take(const codecs::CodedPicture& picture) {

@@ -9,15 +9,11 @@ namespace qvo {
 
 namespace {
 
-constexpr int largestSide = 16384;  // more than any codec has
-
 class Y4mFrames : public FrameSource {
   public:
     explicit Y4mFrames(std::unique_ptr<Input> input) : FrameSource(std::move(input)), reader_(*input_) {
         info_ = reader_.info();
         if (reader_.chroma() != Chroma()) throw Failure(input_->path(), "not 8-bit 4:2:0");
-        if (info_.width > largestSide || info_.height > largestSide)
-            throw Failure(input_->path(), "its pictures are too large");
         picture_.resize(pictureBytes(info_.width, info_.height));
     }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "commands.h"
 #include "failure.h"
 
 namespace qvo {
@@ -26,6 +27,7 @@ Input::Input(const std::string& path) : path_(path) {
 
 std::size_t Input::readFile(std::uint8_t* to, std::size_t size) {
     const std::size_t count = std::fread(to, 1, size, file_.get());
+    if (interrupted()) throw Interrupted();
     if (count == 0 && std::ferror(file_.get())) throw Failure(path_, std::strerror(errno));
     return count;
 }

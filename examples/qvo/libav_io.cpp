@@ -13,6 +13,8 @@ int readInput(void* opaque, std::uint8_t* buffer, int size) {
     try {
         const std::size_t count = static_cast<Input*>(opaque)->read(buffer, static_cast<std::size_t>(size));
         return count ? static_cast<int>(count) : AVERROR_EOF;
+    } catch (const Interrupted&) {
+        return AVERROR_EXIT;
     } catch (const Failure&) {
         return AVERROR(EIO);
     }

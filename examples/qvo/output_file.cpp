@@ -14,6 +14,29 @@ namespace qvo {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+bool isFile(const std::string& path) {
+    return !path.empty() && path != "-";
+}
+
+bool samePath(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error) || fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+}
+
+}  // namespace
+
+void checkOutputs(const std::string& input, const std::vector<std::string>& outputs) {
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const std::string& output = outputs[i];
+        if (isFile(output) && isFile(input) && samePath(input, output)) throw Failure(output, "is the input itself");
+        for (std::size_t j = 0; j < i && !output.empty(); ++j)
+            if (output == outputs[j] || (isFile(output) && isFile(outputs[j]) && samePath(output, outputs[j])))
+                throw Failure(output, "is given for two outputs");
+    }
+}
+
 OutputFile::OutputFile(const std::string& path) : path_(path) {
     std::error_code error;
     if (path == "-") {
@@ -54,11 +77,16 @@ void OutputFile::write(const void* data, std::size_t size) {
     if (std::fwrite(data, 1, size, file_) != size) fail();
 }
 
-void OutputFile::commit() {
+void OutputFile::close() {
+    if (!file_) return;
     if (std::fflush(file_) != 0) fail();
     if (temporary_.empty()) return;
-    std::FILE* file = std::exchange(file_, nullptr);
-    if (std::fclose(file) != 0) fail();
+    if (std::fclose(std::exchange(file_, nullptr)) != 0) fail();
+}
+
+void OutputFile::commit() {
+    close();
+    if (temporary_.empty()) return;
     if (std::rename(temporary_.c_str(), target_.c_str()) != 0) fail();
     temporary_.clear();
 }

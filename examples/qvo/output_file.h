@@ -4,8 +4,12 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace qvo {
+
+// Throws Failure where one of the outputs would overwrite the input or another one. Empty names stand for nothing.
+void checkOutputs(const std::string& input, const std::vector<std::string>& outputs);
 
 // Written under a temporary name beside its own, which commit() gives it; without commit() it vanishes and whatever
 // had that name before stays as it was. Standard output ("-"), pipes and devices are written directly.
@@ -20,6 +24,8 @@ class OutputFile {
     const std::string& path() const { return path_; }
     void write(const void* data, std::size_t size);
     std::FILE* handle() { return file_; }
+    // All has been written. Where several files belong together none is committed before all are closed.
+    void close();
     void commit();
 
   private:

@@ -69,7 +69,7 @@ void Checksum::finish() {
     std::fputc('\n', to_);
 }
 
-PngFolder::PngFolder(const std::string& folder) : folder_(folder) {
+PngFolder::PngFolder(const std::string& folder, const std::string& input) : folder_(folder), input_(input) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) throw Failure(folder, error.message());
@@ -78,8 +78,11 @@ PngFolder::PngFolder(const std::string& folder) : folder_(folder) {
 void PngFolder::frame(const codecs::FrameView& frame, const codecs::StreamInfo&) {
     std::array<char, 32> name;
     std::snprintf(name.data(), name.size(), "/frame%05d.png", count_++);
-    OutputFile file(folder_ + name.data());
+    const std::string path = folder_ + name.data();
+    checkOutputs(input_, {path});
+    OutputFile file(path);
     writePng(file, toRgb(frame));
+    file.commit();
 }
 
 void ContactSheet::frame(const codecs::FrameView& frame, const codecs::StreamInfo& info) {
@@ -112,6 +115,7 @@ void ContactSheet::finish() {
         paste(sheet, pictures_[from], sheetGap + i % sheetColumns * stepX, sheetGap + i / sheetColumns * stepY);
     }
     writePng(file_, sheet);
+    file_.close();
 }
 
 }  // namespace qvo

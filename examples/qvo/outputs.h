@@ -19,8 +19,9 @@ class Output {
     virtual ~Output() = default;
     // Frames come in display order, all with the planes' sizes of the first.
     virtual void frame(const codecs::FrameView& frame, const codecs::StreamInfo& info) = 0;
-    // After the last frame.
+    // After the last frame: writes what is left. Files get their names with commit() only, when all outputs have finished.
     virtual void finish() = 0;
+    virtual void commit() {}
 };
 
 enum class VideoFormat { y4m, yuv };
@@ -30,7 +31,8 @@ class VideoFile : public Output {
   public:
     VideoFile(const std::string& path, VideoFormat format) : file_(path), format_(format) {}
     void frame(const codecs::FrameView& frame, const codecs::StreamInfo& info) override;
-    void finish() override { file_.commit(); }
+    void finish() override { file_.close(); }
+    void commit() override { file_.commit(); }
 
   private:
     OutputFile file_;
@@ -53,12 +55,13 @@ class Checksum : public Output {
 // One PNG per frame: DIR/frame00000.png and so on. Makes the folder where it is missing.
 class PngFolder : public Output {
   public:
-    explicit PngFolder(const std::string& folder);
+    PngFolder(const std::string& folder, const std::string& input);
     void frame(const codecs::FrameView& frame, const codecs::StreamInfo& info) override;
     void finish() override {}
 
   private:
     std::string folder_;
+    std::string input_;  // is not overwritten
     int count_ = 0;
 };
 
@@ -68,6 +71,7 @@ class ContactSheet : public Output {
     explicit ContactSheet(const std::string& path) : file_(path) {}
     void frame(const codecs::FrameView& frame, const codecs::StreamInfo& info) override;
     void finish() override;
+    void commit() override { file_.commit(); }
 
   private:
     OutputFile file_;

@@ -74,7 +74,6 @@ void writePng(OutputFile& file, const RgbPicture& picture) {
     image.format = PNG_FORMAT_RGB;
     if (!png_image_write_to_stdio(&image, file.handle(), 0, picture.samples.data(), 0, nullptr))
         throw Failure(file.path(), image.message);
-    file.commit();
 }
 
 }  // namespace qvo

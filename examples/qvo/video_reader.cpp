@@ -50,7 +50,11 @@ VideoReader::VideoReader(Input& input) : input_(input), isY4m_(isY4m(input)) {
 }
 
 bool VideoReader::read(std::vector<std::uint8_t>& picture) {
-    if (isY4m_ && !readLine().starts_with("FRAME")) return false;
+    if (isY4m_) {
+        const std::string line = readLine();
+        if (std::string_view("FRAME").starts_with(line) && line != "FRAME") return false;  // the end, or cut short
+        if (!line.starts_with("FRAME")) throw Failure(input_.path(), "a picture that does not begin with FRAME");
+    }
     for (std::size_t filled = 0; filled < picture.size();) {
         const std::size_t count = input_.read(picture.data() + filled, picture.size() - filled);
         if (count == 0) return false;
@@ -67,9 +71,9 @@ std::string VideoReader::readLine() {
     return line;
 }
 
-// 4:2:0 has several names, by the place of its samples; p10 and the like at the end stand for more than 8 bits.
+// 4:2:0 has several names, by the place of its samples.
 void VideoReader::readChroma(std::string_view name) {
-    if (name.starts_with("420") && !name.starts_with("420p1")) {
+    if (name == "420" || name == "420jpeg" || name == "420mpeg2" || name == "420paldv") {
         chroma_ = {2, 2};
     } else if (name == "411") {
         chroma_ = {4, 1};
@@ -125,6 +129,7 @@ void VideoReader::readHeader() {
         }
     }
     if (info_.width <= 0 || info_.height <= 0) throw Failure(input_.path(), "a Y4M header without a picture size");
+    if (std::max(info_.width, info_.height) > largestSide) throw Failure(input_.path(), "its pictures are too large");
 }
 
 }  // namespace qvo

@@ -16,6 +16,8 @@ namespace qvo {
 // A number at the beginning of the text, which then begins behind it; 0 where there is none.
 int takeNumber(std::string_view& text);
 
+constexpr int largestSide = 16384;  // of pictures; more than any codec has
+
 // How many luminance samples, across and down, a chrominance sample stands for.
 struct Chroma {
     int across = 2;

@@ -175,6 +175,9 @@ TEST(EncoderSettings, AreRefusedInWords) {
         {mpeg2, {.width = 176, .height = 144, .rateNumerator = 60, .bitRate = 100}, "buffer"},
         {mpeg4, {.width = 64, .height = 64, .quantiser = 32}, "1 and 31"},
         {mpeg4, {.width = 8192, .height = 64, .quantiser = 20}, "8191"},
+        {mpeg4, {.width = 4096, .height = 2305, .quantiser = 20}, "too large"},
+        {mpeg4, {.width = 64, .height = 64, .quantiser = 20, .bPictures = 17}, "16 B pictures"},
+        {mpeg4, {.width = 64, .height = 64, .rateNumerator = 1, .rateDenominator = 3601, .quantiser = 9}, "hour"},
         {h263, {.width = 144, .height = 96, .quantiser = 9}, "1408x1152"},
         {h263, {.width = 128, .height = 96, .quantiser = 32}, "1 and 31"},
         {h263, {.width = 128, .height = 96, .quantiser = 9, .bPictures = 1}, "B pictures"},
@@ -185,8 +188,8 @@ TEST(EncoderSettings, AreRefusedInWords) {
         {h264, {.width = 64, .height = 64, .quantiser = 20, .bPictures = 1}, "B pictures"},
         {h264, {.width = 64, .height = 64, .quantiser = 20, .packetBits = 1000}, "packets"},
         {h264, {.width = 64, .height = 64, .quantiser = 20, .matrixQuantiser = true}, "matrices"},
-        // More macroblocks in a row, or in a second, than the highest level has.
-        {h264, {.width = 17000, .height = 64, .quantiser = 20}, "no level"},
+        {h264, {.width = 8208, .height = 64, .quantiser = 20}, "too large"},
+        // More macroblocks in a second than the highest level has.
         {h264, {.width = 64, .height = 64, .rateNumerator = 10'000'000, .quantiser = 20}, "no level"},
     };
     for (const auto& [codec, settings, words] : cases) {

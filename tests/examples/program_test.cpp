@@ -121,6 +121,7 @@ TEST(Program, Compares) {
     EXPECT_EQ(qvo("compare --size 16x16 --floor 49 " + both).code, 0);
     EXPECT_EQ(qvo("compare --size 16x16 --floor 50 " + both).code, 1);
     refuses("compare " + both, "size");
+    refuses("compare --size 70000x16 " + both, "70000x16");
 
     a.resize(384);
     writeFile(workPath("a.yuv"), a);
@@ -171,6 +172,17 @@ TEST(Program, KeepsOutputsWhole) {
     refuses("decode " + clip() + " -o " + workPath("out.avi"), "out.avi");
     refuses("decode " + clip() + " -o " + clip() + " --format yuv", clip(), "input itself");
     refuses("decode " + clip() + " --png " + out, out);
+    // None of several outputs replaces the input, another one, or anything before all are complete.
+    const std::string frame = workPath("frame00001.png"), kept = workPath("kept.yuv");
+    fs::copy_file(clip(), frame, fs::copy_options::overwrite_existing);
+    refuses("decode " + frame + " --sheet " + frame, "input itself");
+    refuses("decode " + frame + " --png " + workPath(""), "input itself");
+    refuses("decode " + clip() + " -o " + kept + " --sheet " + kept, "two outputs");
+    std::ofstream(kept) << "precious";
+    refuses("decode " + clip() + " -o " + kept + " --sheet /dev/full", "/dev/full");
+    EXPECT_EQ(readText(kept), "precious");
+    EXPECT_EQ(readFile(frame), readFile(clip()));
+    EXPECT_NE(std::system((QVO_PROGRAM " decode --md5 " + clip() + " >/dev/full 2>&1").c_str()), 0);
     refuses("decode " + clip() + " --sheet " + workPath("missing/s.png"), "s.png");
     refuses("decode " + clip() + " --format yuv -o /dev/full", "/dev/full", "No space");
     EXPECT_EQ(qvo("decode " + clip() + " --format yuv -o /dev/null").code, 0);
@@ -231,6 +243,8 @@ TEST(Program, RefusesToEncode) {
         const char* words;
     } files[] = {{"no pictures", "text"},
                  {"YUV4MPEG2 W64 H48 F25:1 C422\nFRAME\n", "4:2:0"},
+                 {"YUV4MPEG2 W64 H48 F25:1 C420p9\nFRAME\n", "8-bit"},
+                 {"YUV4MPEG2 W64 H48 F25:1\nGAME\n", "FRAME"},
                  {"YUV4MPEG2 W64 F25:1\nFRAME\n", "picture size"},
                  {"YUV4MPEG2 W999999 H999999 F25:1\nFRAME\n", "too large"},
                  {"YUV4MPEG2 W64 H48 F25:1\nFRAME\nand no more", "no whole picture"}};
@@ -252,7 +266,10 @@ TEST(Program, RefusesToEncode) {
         {" -q 20 -o " + out, "codec"},
         {" -c h264 -q 20", "-o"},
         {" -c h264 -q 20 -o " + pictures(), "input itself"},
-        {usual + " --recon " + out, "reconstruction"},
+        {usual + " --recon " + out, "two outputs"},
+        {" -c h264 -q 20 -o ''", "needs a name"},
+        {" -c h264 -b nan -o " + out, "bit rates"},
+        {usual + " --recon /dev/full", "No space"},
         {usual + " --recon " + workPath("missing/r.y4m"), "r.y4m"},
         {" -c h264 -q 20 -o " + workPath("missing/a.264"), "a.264"},
         {" -c h264 -q 20 -o /dev/full", "No space"},

@@ -8,6 +8,8 @@
 
 namespace codecs {
 
+constexpr int largestArea = 4096 * 2304;  // of the pictures that decoders and encoders take, in samples
+
 // One plane of a picture that belongs to somebody else.
 struct PlaneView {
     const std::uint8_t* data;

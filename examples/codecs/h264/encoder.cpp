@@ -39,6 +39,9 @@ int qpOf(double step) {
 
 EncoderSettings checked(EncoderSettings settings) {
     if (settings.quantiser > largestQp) throw UnsupportedSettings("its quantiser lies between 1 and 51");
+    const int width = (settings.width + 15) / 16, height = (settings.height + 15) / 16;
+    if (std::max(width, height) > maxSide || width * height > largestArea / 256)
+        throw UnsupportedSettings("its pictures are too large");
     if (settings.bPictures > 0) throw UnsupportedSettings("there are no B pictures in Constrained Baseline");
     if (settings.packetBits > 0) throw UnsupportedSettings("its pictures are one slice each; there are no packets");
     if (settings.matrixQuantiser) throw UnsupportedSettings("there are no matrices in Constrained Baseline");

@@ -7,8 +7,6 @@ namespace codecs::h264 {
 namespace {
 
 // All of level 5.2, yet small enough that a damaged header cannot ask for gigabytes.
-constexpr int maxSide = 512;  // in macroblocks
-constexpr int maxArea = 256 * 144;
 
 constexpr int extendedSar = 255;
 
@@ -228,7 +226,7 @@ SequenceParameters readSequenceParameters(BitReader bits) {
     sequence.gapsAllowed = bits.flag();
     sequence.macroblockWidth = bits.ueUpTo(maxSide - 1) + 1;
     sequence.macroblockHeight = bits.ueUpTo(maxSide - 1) + 1;
-    if (sequence.macroblockWidth * sequence.macroblockHeight > maxArea) {
+    if (sequence.macroblockWidth * sequence.macroblockHeight > largestArea / 256) {
         sequence.refused = "video of " + std::to_string(16 * sequence.macroblockWidth) + "x" +
                            std::to_string(16 * sequence.macroblockHeight) + " samples is not supported";
         return sequence;

@@ -24,6 +24,7 @@ enum NalType : int {
     nalEndOfStream = 11
 };
 
+constexpr int maxSide = 512;       // of a picture, in macroblocks
 constexpr int maxReferences = 32;  // entries of a reference list
 
 struct SequenceParameters {

@@ -20,7 +20,6 @@ namespace {
 
 // Beyond every level of the standards, yet small enough that a damaged header cannot ask for gigabytes.
 constexpr int maxSide = 8192;
-constexpr int maxArea = 4096 * 2304;
 
 constexpr Qvo8u grey = 128;
 
@@ -193,7 +192,7 @@ void Mpeg2Decoder::activateSequence() {
     const int width = sequence_->width;
     const int height = sequence_->height;
     const bool plausible =
-        width > 0 && height > 0 && width <= maxSide && height <= maxSide && width * height <= maxArea;
+        width > 0 && height > 0 && width <= maxSide && height <= maxSide && width * height <= largestArea;
     if (!plausible) {
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
         if (!hasInfo_) throw UnsupportedStream("video of " + size + " samples is not supported");

@@ -20,7 +20,6 @@ namespace mpeg4 {
 namespace {
 
 // Beyond every level of the standard, yet small enough that a damaged header cannot ask for gigabytes.
-constexpr int maxArea = 4096 * 2304;
 
 constexpr Qvo8u grey = 128;
 
@@ -150,7 +149,7 @@ void Mpeg4Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t s
 
 void Mpeg4Decoder::takeLayer(BitReader bits) {
     const Layer layer = readLayer(bits, verid_);
-    const bool plausible = layer.width > 0 && layer.height > 0 && layer.width * layer.height <= maxArea;
+    const bool plausible = layer.width > 0 && layer.height > 0 && layer.width * layer.height <= largestArea;
     if (!plausible) {
         const std::string size = std::to_string(layer.width) + "x" + std::to_string(layer.height);
         throw UnsupportedStream("video of " + size + " samples is not supported");

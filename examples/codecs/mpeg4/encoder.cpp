@@ -20,6 +20,8 @@ namespace {
 
 constexpr int largestQuantiser = 31;
 constexpr int largestSide = 8191;
+constexpr int mostBPictures = 16;
+constexpr int mostSeconds = 3600;  // from picture to picture
 constexpr int usualKeyInterval = 250;
 constexpr std::size_t headerBytes = 256;  // more than all headers of a VOP take, but for the seconds
 
@@ -40,6 +42,11 @@ EncoderSettings checked(EncoderSettings settings) {
     if (settings.quantiser > largestQuantiser) throw UnsupportedSettings("its quantiser lies between 1 and 31");
     if (std::max(settings.width, settings.height) > largestSide)
         throw UnsupportedSettings("pictures are at most 8191 samples wide and high");
+    if (settings.width * settings.height > largestArea) throw UnsupportedSettings("its pictures are too large");
+    if (settings.bPictures > mostBPictures) throw UnsupportedSettings("there are at most 16 B pictures in a row");
+    // Every second takes a bit.
+    if (settings.rateDenominator / settings.rateNumerator > mostSeconds)
+        throw UnsupportedSettings("there has to be a picture at least every hour");
     if (settings.keyInterval == 0) settings.keyInterval = usualKeyInterval;
     return settings;
 }
