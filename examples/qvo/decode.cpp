@@ -41,7 +41,8 @@ std::vector<std::unique_ptr<Output>> makeOutputs(const DecodeOptions& options) {
 }
 
 // Gives all frames the planes' sizes of the first: none of the outputs can change its size on the way. A frame of
-// another size is cropped or extended by its last samples at the right and at the bottom.
+// another size is cropped or extended by its last samples at the right and at the bottom; chrominance of another format
+// has its nearest samples taken.
 class Fitter {
   public:
     FrameView fit(const FrameView& frame) {
@@ -54,7 +55,7 @@ class Fitter {
                 first.height = plane.height;
             } else if (plane.width != first.width || plane.height != first.height) {
                 resized_ = true;
-                plane = resize(plane, first);
+                plane = resize(plane, frame.planes[0], first, planes_[0]);
             }
         }
         known_ = true;
@@ -69,13 +70,18 @@ class Fitter {
         std::vector<std::uint8_t> samples;
     };
 
-    static PlaneView resize(const PlaneView& from, Plane& to) {
+    // How many samples of luminance stand over one of a plane.
+    static int subsampling(int luma, int plane) { return (luma + plane - 1) / plane; }
+
+    static PlaneView resize(const PlaneView& from, const PlaneView& fromLuma, Plane& to, const Plane& toLuma) {
+        const int toAcross = subsampling(toLuma.width, to.width), toDown = subsampling(toLuma.height, to.height);
+        const int fromAcross = subsampling(fromLuma.width, from.width);
+        const int fromDown = subsampling(fromLuma.height, from.height);
         to.samples.clear();
-        const int width = std::min(from.width, to.width);
         for (int y = 0; y < to.height; ++y) {
-            const std::uint8_t* row = from.data + std::min(y, from.height - 1) * from.step;
-            to.samples.insert(to.samples.end(), row, row + width);
-            to.samples.resize(to.samples.size() + static_cast<std::size_t>(to.width - width), row[width - 1]);
+            const std::uint8_t* row = from.data + std::min(y * toDown / fromDown, from.height - 1) * from.step;
+            for (int x = 0; x < to.width; ++x)
+                to.samples.push_back(row[std::min(x * toAcross / fromAcross, from.width - 1)]);
         }
         return {to.samples.data(), to.width, to.width, to.height};
     }

@@ -206,4 +206,32 @@ TEST(DvDecoder, OtherKindsAreRefused) {
     }
 }
 
+TEST(DvDecoder, FollowsAStreamThatChanges) {
+    const Kind kind525 = kinds[0], kind625 = kinds[2];
+    const Bytes first = flatFrame(kind525, dark);
+    const Decoded change = decode(first + flatFrame(kind625, light) + first);
+    ASSERT_EQ(3U, change.frames.size());
+    EXPECT_TRUE(allAre(change.frames[0], darkSample));
+    EXPECT_EQ(720U * 576 * 3 / 2, change.frames[1].size());
+    EXPECT_TRUE(allAre(change.frames[1], lightSample));
+    EXPECT_EQ(change.frames[0], change.frames[2]);
+    EXPECT_EQ(0, change.damage.damagedPictures);
+
+    const Decoded refused = decode(first + flatFrame({false, 1, 4}, light));
+    EXPECT_EQ("DV at 50 Mbit/s is not supported", refused.refused);
+    EXPECT_EQ(1U, refused.frames.size());
+
+    // What one sequence says alone is damage, be it the first.
+    Bytes damaged = flatFrame(kind525, light);
+    damaged[3] |= 0x80;
+    damaged[5 * blockBytes + 51] |= 4;
+    for (const Bytes& stream : {first + damaged, damaged}) {
+        const Decoded run = decode(stream);
+        EXPECT_EQ("", run.refused);
+        ASSERT_FALSE(run.frames.empty());
+        EXPECT_EQ(720U * 480 * 3 / 2, run.frames.back().size());
+        EXPECT_TRUE(allAre(run.frames.back(), lightSample));
+    }
+}
+
 }  // namespace

@@ -232,4 +232,20 @@ TEST(Mpeg2Decoder, NamesWhatItDoesNotDecode) {
     }
 }
 
+TEST(Mpeg2Decoder, EndsWhereItTurnsIntoWhatIsRefused) {
+    for (const bool mpeg2 : {true, false}) {
+        Stream good(mpeg2), refused(mpeg2);
+        good.sequence();
+        good.intraPicture(levels);
+        good.intraPicture(levels);
+        refused.sequence(16 * columns, 16 * rows, 2);
+        for (int i = 0; i < (mpeg2 ? 2 : 1); ++i) {
+            refused.picture(mpeg2 ? 1 : 4);
+            refused.slice(0);
+        }
+        expectEndsWhereRefused(codecs::makeMpeg2Decoder, good.bytes(), refused.bytes(),
+                               mpeg2 ? "4:2:2" : "D pictures", mpeg2 ? 2 : 1);
+    }
+}
+
 }  // namespace

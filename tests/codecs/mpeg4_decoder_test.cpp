@@ -355,4 +355,17 @@ TEST(Mpeg4Decoder, LowDelayShowsAtOnce) {
     EXPECT_EQ(types, "I");
 }
 
+TEST(Mpeg4Decoder, EndsWhereItTurnsIntoWhatIsRefused) {
+    Stream good;
+    good.intraVop(0, ramp);
+    good.vop(1, 1, false);
+    for (const auto& [layer, tool] :
+         {std::pair(secondVersion("00", "1"), "quarter-sample"), std::pair(Layer{.interlaced = "1"}, "interlaced")}) {
+        Stream refused(layer);
+        refused.intraVop(2, ramp);
+        refused.intraVop(3, ramp);
+        expectEndsWhereRefused(codecs::makeMpeg4Decoder, good.bytes(), refused.bytes(), tool, 2);
+    }
+}
+
 }  // namespace

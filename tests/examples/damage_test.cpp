@@ -151,6 +151,22 @@ TEST_P(Damage, GoesOn) {
     EXPECT_TRUE(ran.code == 0 || ran.code == 2) << ran.code << ran.err;
 }
 
+// frame_num tells that references are missing.
+TEST(LostPictures, AreCountedInH264) {
+    const Bytes stream =
+        readFile(ffmpeg("-f lavfi -i testsrc2=s=176x144:r=25 -frames:v 24 -c:v libx264 -profile:v "
+                        "baseline -x264-params scenecut=0:slices=1",
+                        ".264"));
+    const auto pictures = findPictures(stream, h264Slice);
+    ASSERT_EQ(pictures.size(), std::size_t{frames});
+    Bytes cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(pictures[10]));
+    cut.insert(cut.end(), stream.begin() + static_cast<std::ptrdiff_t>(pictures[13]), stream.end());
+    writeFile(workPath("cut.264"), cut);
+    const Ran ran = qvo("decode " + workPath("cut.264") + " --md5");
+    EXPECT_EQ(ran.code, 0);
+    EXPECT_NE(ran.err.find("damaged: 297 macroblocks concealed in 3 pictures"), std::string::npos) << ran.err;
+}
+
 constexpr Case cases[] = {
     {"H263", h263Picture, ".263", "-c:v h263 -f h263", false},
     {"H263Groups", h263Picture, ".263", "-c:v h263 -ps 200 -f h263", false},
@@ -206,6 +222,54 @@ TEST(DvDamage, StaysInItsFrame) {
                 frame[random.range(0, 119999)] ^= static_cast<std::uint8_t>(1 << random.range(0, 7));
         });
     }
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// A stream of one encoder's making that goes on with what is not supported.
+TEST(Turning, EndsThere) {
+    const std::string source = "-f lavfi -i testsrc2=s=176x144:r=25 -frames:v 8 ";
+    const std::string dv = "-f lavfi -i testsrc2=s=720x576:r=25 -frames:v 8 -c:v dvvideo ";
+    const std::string x264 = "-c:v libx264 -profile:v ";
+    const struct {
+        std::string good, refused, extension, tool;
+    } turns[] = {
+        {source + "-c:v mpeg4 -bf 2 -f m4v", source + "-c:v mpeg4 -bf 2 -flags +qpel -f m4v", ".m4v",
+         "quarter-sample"},
+        {source + "-c:v mpeg2video -bf 2", source + "-c:v mpeg2video -bf 2 -pix_fmt yuv422p", ".m2v", "4:2:2"},
+        {source + x264 + "baseline", source + x264 + "main", ".264", "CABAC"},
+        {source + x264 + "baseline", source + x264 + "high -coder vlc", ".264", "8x8 transform"},
+        {dv + "-pix_fmt yuv420p", dv + "-pix_fmt yuv422p", ".dv", "50 Mbit/s"},
+    };
+    for (const auto& turn : turns) {
+        writeFile(workPath("turns"),
+                  readFile(ffmpeg(turn.good, turn.extension)) + readFile(ffmpeg(turn.refused, turn.extension)));
+        const Ran ran = qvo("decode " + workPath("turns") + " --md5");
+        EXPECT_EQ(ran.code, 2);
+        EXPECT_NE(ran.err.find("turns: stopped after 8 frames: "), std::string::npos) << ran.err;
+        EXPECT_NE(ran.err.find(turn.tool), std::string::npos) << ran.err;
+        EXPECT_EQ(ran.err.find('\n'), ran.err.size() - 1) << ran.err;
+    }
+}
+
+TEST(Turning, DvOfTheOtherSystemIsPlacedInThePicture) {
+    const std::string grey = "-f lavfi -i color=c=0x4060a0:r=25:s=";
+    const Bytes lines625 = readFile(ffmpeg(grey + "720x576 -frames:v 2 -pix_fmt yuv420p -c:v dvvideo", ".dv"));
+    const Bytes lines525 =
+        readFile(ffmpeg(grey + "720x480 -r 30000/1001 -frames:v 2 -pix_fmt yuv411p -c:v dvvideo", ".dv"));
+    writeFile(workPath("turns.dv"), lines525 + lines625);
+    writeFile(workPath("same.dv"), lines525 + lines525);
+    const Ran ran = qvo("decode " + workPath("turns.dv") + " -o " + workPath("turns.yuv"));
+    EXPECT_EQ(ran.code, 0);
+    EXPECT_NE(ran.err.find("the picture size changes"), std::string::npos) << ran.err;
+    ASSERT_EQ(qvo("decode " + workPath("same.dv") + " -o " + workPath("same.yuv")).code, 0);
+    const Video turned(workPath("turns.yuv"), 720, 480), same(workPath("same.yuv"), 720, 480);
+    ASSERT_EQ(turned.frames(), 4);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_GT(turned.psnr(same, i), 40) << i;
 }
 
 }  // namespace

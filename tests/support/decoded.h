@@ -82,4 +82,27 @@ inline Decoded decodeWith(std::unique_ptr<codecs::Decoder> decoder, const std::v
     return result;
 }
 
+// A stream that turns into one that is refused for a tool ends there, with the pictures so far. If then a good one
+// follows, that was damage and has cost as many pictures.
+template <class Make>
+void expectEndsWhereRefused(Make makeDecoder, const std::vector<std::uint8_t>& good,
+                            const std::vector<std::uint8_t>& refused, const std::string& tool, int pictures) {
+    const auto frames = decodeWith(makeDecoder(), good).frames;
+    std::vector<std::uint8_t> stream = good;
+    for (const auto* part : {&refused, &refused, &good}) {
+        if (part == &good) stream.resize(good.size() + refused.size());
+        stream.insert(stream.end(), part->begin(), part->end());
+        const Decoded decoded = decodeWith(makeDecoder(), stream);
+        if (part == &good) {
+            EXPECT_EQ(decoded.refused, "");
+            EXPECT_EQ(decoded.frames.size(), 2 * frames.size()) << tool;
+            EXPECT_EQ(decoded.damage.damagedPictures, pictures) << tool;
+        } else {
+            EXPECT_NE(decoded.refused.find(tool), std::string::npos) << tool << ": " << decoded.refused;
+            EXPECT_EQ(decoded.frames, frames) << tool;
+            EXPECT_EQ(decoded.damage.damagedPictures, 0) << tool;
+        }
+    }
+}
+
 #endif

@@ -5,6 +5,8 @@
 #include <bitset>
 #include <new>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "dv/dif.h"
 #include "dv/frame.h"
@@ -62,7 +64,7 @@ class DvDecoder final : public Decoder {
         clock_.enter(Stage::parse);
         sink_ = &sink;
         cutter_.finish(takeSequence_);
-        if (lastSequence_ >= 0) completeFrame();
+        if (!sequences_.empty()) completeFrame();
         clock_.enter(Stage::output);
     }
 
@@ -70,8 +72,15 @@ class DvDecoder final : public Decoder {
     const StreamInfo& info() const override { return info_; }
 
   private:
+    struct Sequence {
+        int number;
+        std::vector<std::uint8_t> bytes;
+    };
+
     void takeSequence(int number, Bytes bytes);
-    bool begin(Bytes bytes);
+    bool readHeaders(const std::vector<Sequence>& sequences);
+    void follow(const SequenceHeader& header);
+    void decodeSequence(int number, Bytes bytes);
     void decodeSegment(const std::uint8_t* bytes, int sequence, int segment);
     void decodeBlock(const Areas& areas, Qvo16s* block, const QvoDVBlock& report);
     void conceal(const Areas& areas);
@@ -85,36 +94,53 @@ class DvDecoder final : public Decoder {
     StreamInfo info_;
     CodeTable codes_;
 
+    std::vector<Sequence> sequences_;  // of the frame that is coming
+
     std::optional<Frame> current_;  // under construction
     std::optional<Frame> before_;
     bool hasBefore_ = false;                          // a frame has been shown, and can stand in for what is missing
-    int lastSequence_ = -1;                           // of the frame under construction; -1: none has begun
     std::bitset<12 * segmentsPerSequence> segments_;  // those decoded
     std::int64_t concealed_ = 0;                      // macroblocks of the frame under construction
 };
 
 void DvDecoder::takeSequence(int number, Bytes bytes) {
     // A stream that begins within a frame shows its first whole one.
-    if (!system_ && (number != 0 || !begin(bytes))) return;
-    if (number >= system_->sequences) return;
-    if (number <= lastSequence_) completeFrame();
-    lastSequence_ = number;
-    for (int segment = 0; segment < segmentsPerSequence; ++segment) {
-        const std::size_t at = segmentOffset(segment);
-        if (at + qvoDVSegmentBytes <= bytes.size()) decodeSegment(bytes.data() + at, number, segment);
-    }
+    if (!system_ && sequences_.empty() && number != 0) return;
+    if (!sequences_.empty() && number <= sequences_.back().number) completeFrame();
+    sequences_.push_back({number, {bytes.begin(), bytes.end()}});
 }
 
-// Takes over what the first sequence says of the stream; false where it cannot be read.
-bool DvDecoder::begin(Bytes bytes) {
-    SequenceHeader header;
-    if (!readHeader(bytes, header)) return false;
+// Takes over what the sequences of a frame say of the stream: what most of them do, as one may be damaged. False as long
+// as nothing is known.
+bool DvDecoder::readHeaders(const std::vector<Sequence>& sequences) {
+    std::vector<SequenceHeader> headers;
+    for (const Sequence& sequence : sequences) {
+        SequenceHeader header;
+        if (readHeader(sequence.bytes, header)) headers.push_back(header);
+    }
+    const SequenceHeader* chosen = nullptr;
+    std::ptrdiff_t most = system_ ? 1 : 0;
+    for (const SequenceHeader& header : headers) {
+        const auto votes = std::count_if(headers.begin(), headers.end(),
+                                         [&](const SequenceHeader& other) { return other.sameKind(header); });
+        if (votes <= most) continue;
+        most = votes;
+        chosen = &header;
+    }
+    if (chosen) follow(*chosen);
+    return system_.has_value();
+}
+
+void DvDecoder::follow(const SequenceHeader& header) {
     if (header.signalType == 4) throw UnsupportedStream("DV at 50 Mbit/s is not supported");
     if (header.signalType != 0)
         throw UnsupportedStream("DV of signal type " + std::to_string(header.signalType) +
                                 " (high definition) is not supported");
     const System& system625Kind = header.applicationId == 0 ? system625 : system625Quarter;
-    system_ = header.lines625 ? system625Kind : system525;
+    const System& system = header.lines625 ? system625Kind : system525;
+    if (system_ == system) return;
+    system_ = system;
+    hasBefore_ = false;
     current_.emplace(*system_);
     before_.emplace(*system_);
 
@@ -130,7 +156,14 @@ bool DvDecoder::begin(Bytes bytes) {
     info_.interlaced = header.interlaced;
     const long frameBits = static_cast<long>(sequenceBytes) * 8 * system_->sequences;
     info_.bitRate = frameBits * system_->rateNumerator / system_->rateDenominator;
-    return true;
+}
+
+void DvDecoder::decodeSequence(int number, Bytes bytes) {
+    if (number >= system_->sequences) return;
+    for (int segment = 0; segment < segmentsPerSequence; ++segment) {
+        const std::size_t at = segmentOffset(segment);
+        if (at + qvoDVSegmentBytes <= bytes.size()) decodeSegment(bytes.data() + at, number, segment);
+    }
 }
 
 void DvDecoder::decodeSegment(const std::uint8_t* bytes, int sequence, int segment) {
@@ -190,7 +223,10 @@ void DvDecoder::conceal(const Areas& areas) {
 }
 
 void DvDecoder::completeFrame() {
-    lastSequence_ = -1;
+    const std::vector<Sequence> sequences = std::exchange(sequences_, {});
+    if (!readHeaders(sequences)) return;
+    for (const Sequence& sequence : sequences)
+        decodeSequence(sequence.number, sequence.bytes);
     for (int i = 0; i < system_->sequences * segmentsPerSequence * macroblocksPerSegment; ++i) {
         const int segment = i / macroblocksPerSegment;
         if (segments_[static_cast<std::size_t>(segment)]) continue;

@@ -39,6 +39,10 @@ struct SequenceHeader {
     int signalType = 0;     // STYPE; 0 where it is not said
     bool wide = false;      // 16:9
     bool interlaced = true;
+
+    bool sameKind(const SequenceHeader& other) const {
+        return lines625 == other.lines625 && applicationId == other.applicationId && signalType == other.signalType;
+    }
 };
 
 // False where the header block is damaged.

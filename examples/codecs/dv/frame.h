@@ -19,6 +19,7 @@ struct System {
     bool quarter;   // 4:1:1, otherwise 4:2:0
     int rateNumerator;
     int rateDenominator;
+    bool operator==(const System&) const = default;
 };
 
 constexpr int pictureWidth = 720;

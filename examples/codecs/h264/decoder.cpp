@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 
+#include "common/refusal.h"
 #include "common/start_codes.h"
 #include "h264/bits.h"
 #include "h264/deblock.h"
@@ -40,6 +42,7 @@ class H264Decoder final : public Decoder {
         cutter_.finish(takeUnit_);
         finishPicture();
         buffer_.flush(show_);
+        refusal_.finish();
         clock_.enter(Stage::output);
     }
 
@@ -48,13 +51,16 @@ class H264Decoder final : public Decoder {
 
   private:
     void takeUnit(int header, const std::uint8_t* payload, std::size_t size);
-    void takeSequenceParameters(BitReader bits);
-    void takePictureParameters(BitReader bits);
+    template <class Parameters>
+    void keep(const Parameters& parameters, std::optional<Parameters>& kept, std::size_t size);
+    void refuse(const UnsupportedStream& reason);
+    [[noreturn]] void stop(const UnsupportedStream& reason);
+    bool isRefused(RefusedTool& parameters);
     void takeSei(BitReader bits);
     void takeSlice(int type, int nalReference, BitReader bits);
 
     bool isNewPicture(const SliceHeader& header) const;
-    void checkOrder(const SliceHeader& header) const;
+    void checkOrder(const SliceHeader& header);
     bool activate(const SequenceParameters& sequence, bool idr);
     bool beginPicture(const SliceHeader& header, const SequenceParameters& sequence);
     void fillGap(int frameNum);
@@ -78,6 +84,7 @@ class H264Decoder final : public Decoder {
     std::array<std::optional<SequenceParameters>, 32> sequences_;
     std::array<std::optional<PictureParameters>, 256> pictures_;
     SequenceParameters sequence_;  // the active one
+    Refusal refusal_;
     bool hasInfo_ = false;
     StreamInfo info_;
 
@@ -101,8 +108,8 @@ void H264Decoder::takeUnit(int header, const std::uint8_t* payload, std::size_t 
     const int nalReference = header >> 5 & 3;
     const int type = header & 31;
     if (type >= nalPartitionA && type <= nalPartitionC) {
-        // Once pictures have been decoded it is damage that looks like a tool.
-        if (!hasInfo_) throw UnsupportedStream("data partitioning is not supported");
+        // Partition A begins a slice.
+        if (type == nalPartitionA || !hasInfo_) refuse(UnsupportedStream("data partitioning is not supported"));
         return;
     }
     try {
@@ -115,14 +122,18 @@ void H264Decoder::takeUnit(int header, const std::uint8_t* payload, std::size_t 
                 finishPicture();
                 takeSei(payload_.load(payload, size));
                 break;
-            case nalSequenceParameters:
+            case nalSequenceParameters: {
                 finishPicture();
-                takeSequenceParameters(payload_.load(payload, size));
+                const SequenceParameters sequence = readSequenceParameters(payload_.load(payload, size));
+                keep(sequence, sequences_[static_cast<std::size_t>(sequence.id)], size);
                 break;
-            case nalPictureParameters:
+            }
+            case nalPictureParameters: {
                 finishPicture();
-                takePictureParameters(payload_.load(payload, size));
+                const PictureParameters picture = readPictureParameters(payload_.load(payload, size));
+                keep(picture, pictures_[static_cast<std::size_t>(picture.id)], size);
                 break;
+            }
             case nalEndOfSequence:
             case nalEndOfStream:
                 finishPicture();
@@ -135,19 +146,34 @@ void H264Decoder::takeUnit(int header, const std::uint8_t* payload, std::size_t 
     }
 }
 
-// Parameters that would stop a stream which could be decoded so far are damage: the old ones stay.
-void H264Decoder::takeSequenceParameters(BitReader bits) {
-    const SequenceParameters sequence = readSequenceParameters(bits);
-    auto& kept = sequences_[static_cast<std::size_t>(sequence.id)];
-    if (!sequence.refused.empty() && hasInfo_ && kept && kept->refused.empty()) return;
-    kept = sequence;
+// Parameters replace those of the same number.
+template <class Parameters>
+void H264Decoder::keep(const Parameters& parameters, std::optional<Parameters>& kept, std::size_t size) {
+    const bool mayBeDamaged =
+        !parameters.refused.empty() && hasInfo_ && kept && (kept->refused.empty() || kept->mayBeDamaged);
+    if (mayBeDamaged && size > Refusal::longestHeader) return;
+    kept = parameters;
+    kept->mayBeDamaged = mayBeDamaged;
 }
 
-void H264Decoder::takePictureParameters(BitReader bits) {
-    const PictureParameters picture = readPictureParameters(bits);
-    auto& kept = pictures_[static_cast<std::size_t>(picture.id)];
-    if (!picture.refused.empty() && hasInfo_ && kept && kept->refused.empty()) return;
-    kept = picture;
+void H264Decoder::refuse(const UnsupportedStream& reason) {
+    if (!hasInfo_) throw reason;
+    if (refusal_.add(reason)) stop(reason);
+}
+
+void H264Decoder::stop(const UnsupportedStream& reason) {
+    finishPicture();
+    buffer_.flush(show_);
+    throw reason;
+}
+
+// Whether slices that refer to these parameters have to be left out.
+bool H264Decoder::isRefused(RefusedTool& parameters) {
+    if (parameters.refused.empty()) return false;
+    const UnsupportedStream reason(parameters.refused);
+    if (!parameters.mayBeDamaged) stop(reason);
+    if (!std::exchange(parameters.counted, true)) refuse(reason);
+    return true;
 }
 
 void H264Decoder::takeSei(BitReader bits) {
@@ -166,21 +192,25 @@ void H264Decoder::takeSei(BitReader bits) {
 }
 
 void H264Decoder::takeSlice(int type, int nalReference, BitReader bits) {
-    const auto& parameters = pictures_[static_cast<std::size_t>(readPictureParametersId(bits))];
+    auto& parameters = pictures_[static_cast<std::size_t>(readPictureParametersId(bits))];
     if (!parameters) return;
-    const auto& sequence = sequences_[static_cast<std::size_t>(parameters->sequence)];
+    auto& sequence = sequences_[static_cast<std::size_t>(parameters->sequence)];
     if (!sequence) return;
-    for (const std::string* const refused : {&sequence->refused, &parameters->refused})
-        if (!refused->empty()) throw UnsupportedStream(*refused);
+    if (isRefused(*sequence) || isRefused(*parameters)) {
+        // Of every picture the slice with the first macroblock.
+        if (bits.flag()) refusal_.leaveOut();
+        return;
+    }
 
     SliceHeader header;
     try {
         readSliceHeader(bits, type, nalReference, *sequence, *parameters, header);
-    } catch (const UnsupportedStream&) {
-        if (!hasInfo_) throw;
+    } catch (const UnsupportedStream& reason) {
+        refuse(reason);
         return;
     }
     if (header.redundantCount > 0) return;
+    damage_.damagedPictures += refusal_.lift();
     if (!decoding_ || isNewPicture(header)) {
         finishPicture();
         if (!beginPicture(header, *sequence)) return;
@@ -202,12 +232,13 @@ bool H264Decoder::isNewPicture(const SliceHeader& header) const {
            header.deltaOrderBottom != last.deltaOrderBottom || header.deltaOrder != last.deltaOrder;
 }
 
-// Slices come from top to bottom but in two profiles.
-void H264Decoder::checkOrder(const SliceHeader& header) const {
+// Slices come from top to bottom but in two profiles. What has been decoded of a picture in another order is not shown.
+void H264Decoder::checkOrder(const SliceHeader& header) {
     const bool mayBeArbitrary =
         (sequence_.profile == 66 && !(sequence_.constraints & 0x40)) || sequence_.profile == 88;
-    if (mayBeArbitrary && header.firstMacroblock < header_.firstMacroblock && damage_.damagedPictures == 0)
-        throw UnsupportedStream("arbitrary slice order is not supported");
+    if (!mayBeArbitrary || header.firstMacroblock >= header_.firstMacroblock || damage_.damagedPictures > 0) return;
+    decoding_ = false;
+    stop(UnsupportedStream("arbitrary slice order is not supported"));
 }
 
 // Takes over the sequence parameters of the next picture. False where they cannot hold for it.
@@ -303,7 +334,13 @@ void H264Decoder::fillGap(int frameNum) {
         picture->frameNum = (frameNum - i) & mask;
         buffer_.addMissing(picture, maxFrameNum(), show_);
     }
-    if (missing > 0) previousFrameNum_ = (frameNum - 1) & mask;
+    if (missing == 0) return;
+    previousFrameNum_ = (frameNum - 1) & mask;
+    if (sequence_.gapsAllowed) return;
+    // A number that runs backwards is rather damaged itself.
+    const int lost = missing <= maxFrameNum() / 2 ? missing : 1;
+    damage_.damagedPictures += lost;
+    damage_.concealedMacroblocks += std::int64_t{lost} * context_.macroblockCount();
 }
 
 void H264Decoder::decodeSlice(const SliceHeader& header, const PictureParameters& parameters, BitReader bits) {

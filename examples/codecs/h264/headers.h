@@ -27,9 +27,14 @@ enum NalType : int {
 constexpr int maxSide = 512;       // of a picture, in macroblocks
 constexpr int maxReferences = 32;  // entries of a reference list
 
-struct SequenceParameters {
-    std::string refused;  // what the decoder does not have, in words; empty where it can decode
+// What the decoder does not have for the slices that refer to a parameter set.
+struct RefusedTool {
+    std::string refused;        // in words; empty where it can decode
+    bool mayBeDamaged = false;  // the set before it, of the same number, could be decoded
+    bool counted = false;       // a slice has referred to it
+};
 
+struct SequenceParameters : RefusedTool {
     int profile = 0;
     int constraints = 0;  // constraint_set0_flag (0x80) and so on
     int level = 0;
@@ -63,9 +68,7 @@ struct SequenceParameters {
     int bufferSize() const;
 };
 
-struct PictureParameters {
-    std::string refused;
-
+struct PictureParameters : RefusedTool {
     int id = 0;
     int sequence = 0;
     bool bottomOrderPresent = false;

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "common/reference_frames.h"
+#include "common/refusal.h"
 #include "common/start_codes.h"
 #include "mpeg2/bits.h"
 #include "mpeg2/frame.h"
@@ -43,6 +44,7 @@ class Mpeg2Decoder final : public Decoder {
         finishPicture();
         completeFrame();
         showPending();
+        refusal_.finish();
         clock_.enter(Stage::output);
     }
 
@@ -51,6 +53,7 @@ class Mpeg2Decoder final : public Decoder {
 
   private:
     void takeUnit(int code, const std::uint8_t* payload, std::size_t size);
+    void refuse(const UnsupportedStream& reason);
     void takeSequence(BitReader bits);
     void takeExtension(BitReader bits);
     void takePicture(BitReader bits);
@@ -75,6 +78,8 @@ class Mpeg2Decoder final : public Decoder {
     SequenceHeader activeSequence_;
     Matrices matrices_;
     bool sequenceChanged_ = false;
+    bool sequenceRefused_ = false;
+    Refusal refusal_;
     bool closedGroup_ = false;
     bool synchronised_ = false;  // a group header or an intra picture has come
     bool hasInfo_ = false;
@@ -135,6 +140,14 @@ void Mpeg2Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t s
 
 // ---- headers ----------------------------------------------------------------------------------------------------
 
+void Mpeg2Decoder::refuse(const UnsupportedStream& reason) {
+    if (!hasInfo_) throw reason;
+    if (!refusal_.add(reason)) return;
+    completeFrame();
+    showPending();
+    throw reason;
+}
+
 void Mpeg2Decoder::takeSequence(BitReader bits) {
     finishPicture();
     Matrices matrices;
@@ -142,6 +155,7 @@ void Mpeg2Decoder::takeSequence(BitReader bits) {
     sequence_ = sequence;
     matrices_ = matrices;
     sequenceChanged_ = true;
+    sequenceRefused_ = false;
 }
 
 void Mpeg2Decoder::takeExtension(BitReader bits) {
@@ -156,7 +170,8 @@ void Mpeg2Decoder::takeExtension(BitReader bits) {
                 if (sequenceChanged_) readSequenceDisplayExtension(bits, *sequence_);
                 break;
             case ExtensionId::sequenceScalable:
-                refuseScalability(bits);
+                if (sequenceChanged_) refuseScalability(bits);
+                break;
             case ExtensionId::quantMatrix:
                 readQuantMatrixExtension(bits, matrices_);
                 break;
@@ -166,23 +181,30 @@ void Mpeg2Decoder::takeExtension(BitReader bits) {
             default:
                 break;
         }
-    } catch (const UnsupportedStream&) {
-        // Once pictures have been decoded it is damage that looks like a tool.
-        if (!hasInfo_) throw;
-        *sequence_ = activeSequence_;
+    } catch (const UnsupportedStream& reason) {
+        sequenceRefused_ = true;
+        refuse(reason);
     }
 }
 
 void Mpeg2Decoder::takePicture(BitReader bits) {
     finishPicture();
     if (!sequence_) return;
-    if (sequenceChanged_) activateSequence();
+    if (sequenceChanged_ && !sequenceRefused_) activateSequence();
+    if (sequenceRefused_) {
+        refusal_.leaveOut();
+        return;
+    }
     header_ = readPictureHeader(bits);
     if (header_.type == PictureType::dcOnly) {
-        if (!frames_.newer() && !activeSequence_.mpeg2)
-            throw UnsupportedStream("MPEG-1 video of D pictures is not supported");
-        throw Damage{};
+        if (activeSequence_.mpeg2) throw Damage{};
+        const UnsupportedStream reason("MPEG-1 video of D pictures is not supported");
+        if (!frames_.newer()) throw reason;
+        refusal_.leaveOut();
+        refuse(reason);
+        return;
     }
+    damage_.damagedPictures += refusal_.lift();
     state_ = State::header;
 }
 
@@ -195,8 +217,8 @@ void Mpeg2Decoder::activateSequence() {
         width > 0 && height > 0 && width <= maxSide && height <= maxSide && width * height <= largestArea;
     if (!plausible) {
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
-        if (!hasInfo_) throw UnsupportedStream("video of " + size + " samples is not supported");
-        *sequence_ = activeSequence_;
+        sequenceRefused_ = true;
+        refuse(UnsupportedStream("video of " + size + " samples is not supported"));
         return;
     }
     const bool sameFrames = hasInfo_ && sequence_->macroblockWidth() == activeSequence_.macroblockWidth() &&

@@ -216,7 +216,9 @@ void readPictureCodingExtension(BitReader& bits, PictureHeader& picture) {
 }
 
 void refuseScalability(BitReader& bits) {
-    switch (bits.get(2)) {
+    const Qvo32u mode = bits.get(2);
+    if (bits.pastEnd()) throw Damage{};
+    switch (mode) {
         case 0:
             throw UnsupportedStream("MPEG-2 video with data partitioning is not supported");
         case 1:

@@ -7,6 +7,7 @@
 
 #include "common/byte_bits.h"
 #include "common/reference_frames.h"
+#include "common/refusal.h"
 #include "common/start_codes.h"
 #include "h263/decoder.h"
 #include "mpeg4/frame.h"
@@ -48,6 +49,7 @@ class Mpeg4Decoder final : public Decoder {
         sink_ = &sink;
         units_.finish(takeUnit_);
         showPending();
+        refusal_.finish();
         clock_.enter(Stage::output);
     }
 
@@ -59,6 +61,7 @@ class Mpeg4Decoder final : public Decoder {
     void passOn(Call call);
     static bool hasShortHeader(const std::vector<std::uint8_t>& bytes);
     void takeUnit(int code, const std::uint8_t* payload, std::size_t size);
+    void refuse(const UnsupportedStream& reason);
     void takeLayer(BitReader bits);
     void activateLayer();
     void takeVop(BitReader bits);
@@ -83,6 +86,8 @@ class Mpeg4Decoder final : public Decoder {
     std::optional<Layer> layer_;
     Layer activeLayer_;
     bool layerChanged_ = false;
+    bool layerRefused_ = false;
+    Refusal refusal_;
     bool hasInfo_ = false;
     StreamInfo info_;
 
@@ -141,10 +146,17 @@ void Mpeg4Decoder::takeUnit(int code, const std::uint8_t* payload, std::size_t s
         }
     } catch (const Damage&) {
         // A header that cannot be read is as good as lost.
-    } catch (const UnsupportedStream&) {
-        // Once pictures have been decoded it is damage that looks like a tool.
-        if (!hasInfo_) throw;
+    } catch (const UnsupportedStream& reason) {
+        if (!hasInfo_ || size <= Refusal::longestHeader) refuse(reason);
     }
+}
+
+void Mpeg4Decoder::refuse(const UnsupportedStream& reason) {
+    if (!hasInfo_) throw reason;
+    layerRefused_ = true;
+    if (!refusal_.add(reason)) return;
+    showPending();
+    throw reason;
 }
 
 void Mpeg4Decoder::takeLayer(BitReader bits) {
@@ -156,6 +168,7 @@ void Mpeg4Decoder::takeLayer(BitReader bits) {
     }
     layer_ = layer;
     layerChanged_ = true;
+    layerRefused_ = false;
 }
 
 // Takes over the layer's header when its first VOP comes.
@@ -176,6 +189,11 @@ void Mpeg4Decoder::activateLayer() {
 
 void Mpeg4Decoder::takeVop(BitReader bits) {
     if (!layer_) return;
+    if (layerRefused_) {
+        refusal_.leaveOut();
+        return;
+    }
+    damage_.damagedPictures += refusal_.lift();
     if (layerChanged_) activateLayer();
     const VopHeader header = readVop(bits, activeLayer_);
     const bool inTime = takeTime(header);

@@ -32,7 +32,9 @@ void skipMarker(BitReader& bits) {
     bits.skip(1);
 }
 
-[[noreturn]] void refuse(const char* tool) {
+// Of a header that is cut short nothing can be said.
+[[noreturn]] void refuse(const BitReader& bits, const char* tool) {
+    if (bits.pastEnd()) throw Damage{};
     throw UnsupportedStream(std::string("MPEG-4 video with ") + tool + " is not supported");
 }
 
@@ -60,7 +62,7 @@ Matrix readMatrix(BitReader& bits) {
 
 void readControlParameters(BitReader& bits, Layer& layer) {
     constexpr Qvo32u chroma420 = 1;
-    if (bits.get(2) != chroma420) refuse("chroma other than 4:2:0");
+    if (bits.get(2) != chroma420) refuse(bits, "chroma other than 4:2:0");
     layer.lowDelay = bits.flag();
     if (!bits.flag()) return;
     const Qvo32u high = bits.get(15);
@@ -168,7 +170,7 @@ int readVisualObject(BitReader& bits) {
         bits.skip(3);  // priority
     }
     constexpr Qvo32u video = 1;
-    if (bits.get(4) != video) refuse("a visual object that is not video");
+    if (bits.get(4) != video) refuse(bits, "a visual object that is not video");
     return verid;
 }
 
@@ -176,14 +178,14 @@ Layer readLayer(BitReader& bits, int verid) {
     Layer layer;
     bits.skip(1);  // random_accessible_vol
     constexpr Qvo32u fineGranularity = 18;
-    if (bits.get(8) == fineGranularity) refuse("scalability");
+    if (bits.get(8) == fineGranularity) refuse(bits, "scalability");
     if (bits.flag()) {
         verid = bits.getInt(4);
         bits.skip(3);  // priority
     }
     readAspect(bits, layer);
     if (bits.flag()) readControlParameters(bits, layer);
-    if (bits.get(2) != 0) refuse("arbitrary shape");
+    if (bits.get(2) != 0) refuse(bits, "arbitrary shape");
     skipMarker(bits);
     readTiming(bits, layer);
     skipMarker(bits);
@@ -191,27 +193,27 @@ Layer readLayer(BitReader& bits, int verid) {
     skipMarker(bits);
     layer.height = bits.getInt(13);
     skipMarker(bits);
-    if (bits.flag()) refuse("interlaced coding");
-    if (!bits.flag()) refuse("overlapped block motion compensation");
+    if (bits.flag()) refuse(bits, "interlaced coding");
+    if (!bits.flag()) refuse(bits, "overlapped block motion compensation");
     const Qvo32u sprites = bits.get(verid == 1 ? 1 : 2);
-    if (sprites == 2) refuse("global motion compensation");
-    if (sprites != 0) refuse("sprites");
-    if (bits.flag()) refuse("samples of other than 8 bits");
+    if (sprites == 2) refuse(bits, "global motion compensation");
+    if (sprites != 0) refuse(bits, "sprites");
+    if (bits.flag()) refuse(bits, "samples of other than 8 bits");
     layer.useMatrices = bits.flag();
     if (layer.useMatrices) {
         layer.intraMatrix = bits.flag() ? readMatrix(bits) : defaultIntraMatrix;
         layer.interMatrix = bits.flag() ? readMatrix(bits) : defaultInterMatrix;
     }
-    if (verid != 1 && bits.flag()) refuse("quarter-sample motion compensation");
+    if (verid != 1 && bits.flag()) refuse(bits, "quarter-sample motion compensation");
     if (!bits.flag()) layer.complexity = readComplexity(bits);
     layer.resyncMarkers = !bits.flag();
     layer.partitioned = bits.flag();
-    if (layer.partitioned && bits.flag()) refuse("reversible variable length codes");
+    if (layer.partitioned && bits.flag()) refuse(bits, "reversible variable length codes");
     if (verid != 1) {
-        if (bits.flag()) refuse("NEWPRED");
-        if (bits.flag()) refuse("reduced resolution VOPs");
+        if (bits.flag()) refuse(bits, "NEWPRED");
+        if (bits.flag()) refuse(bits, "reduced resolution VOPs");
     }
-    if (bits.flag()) refuse("scalability");
+    if (bits.flag()) refuse(bits, "scalability");
     if (bits.pastEnd()) throw Damage{};
     return layer;
 }
