@@ -701,9 +701,10 @@ enum { qvoACPredictionOff = -10000 };
  * Statuses: -5 a pointer other than pQMatrix is null; pSrc, pDst or pRec is not a multiple of 8; blockIndex; QP; a
  * step; or a matrix that is not valid. */
 QVO_API QvoStatus qvoiTransRecBlockCoef_intra_MPEG4(const Qvo8u* pSrc, Qvo16s* pDst, Qvo8u* pRec,
-                                                    const Qvo16s* pPredAbove, const Qvo16s* pPredLeft, Qvo16s* pACPred,
-                                                    Qvo32s* pACGain, Qvo32s blockIndex, Qvo8u QP, const Qvo8u* pQPBuf,
-                                                    Qvo32s srcStep, Qvo32s recStep, const Qvo32s* pQMatrix);
+                                                    const Qvo16s* pPredAbove, const Qvo16s* pPredLeft,
+                                                    Qvo16s* pACPred, Qvo32s* pACGain, Qvo32s blockIndex, Qvo8u QP,
+                                                    const Qvo8u* pQPBuf, Qvo32s srcStep, Qvo32s recStep,
+                                                    const Qvo32s* pQMatrix);
 
 /* ---- texture encoding ---------------------------------------------------------------------------------------- */
 
@@ -774,8 +775,8 @@ QVO_API QvoStatus qvoiEncodeVLCZigzag_IntraDCVLC_MPEG4_16s1u(Qvo8u** ppBitStream
                                                              Qvo32s videoComp);
 QVO_API QvoStatus qvoiEncodeVLCZigzag_IntraACVLC_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
                                                              const Qvo16s* pBlock, Qvo8u scan, Qvo8u coded);
-QVO_API QvoStatus qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset,
-                                                        const Qvo16s* pBlock, Qvo8u coded);
+QVO_API QvoStatus qvoiEncodeVLCZigzag_Inter_MPEG4_16s1u(Qvo8u** ppBitStream, Qvo32s* pBitOffset, const Qvo16s* pBlock,
+                                                        Qvo8u coded);
 
 /* ---- motion vector encoding ---------------------------------------------------------------------------------- */
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "common/byte_bits.h"
+#include "common/refusal.h"
 #include "h263/headers.h"
 #include "h263/picture.h"
 #include "mpeg4/frame.h"
@@ -44,6 +44,7 @@ class H263Decoder final : public Decoder {
         clock_.enter(Stage::parse);
         sink_ = &sink;
         takePictures(true);
+        refusal_.finish();
         clock_.enter(Stage::output);
     }
 
@@ -66,7 +67,7 @@ class H263Decoder final : public Decoder {
 
     Format format_;
     bool hasInfo_ = false;
-    std::string unsupported_;  // what the picture before was refused for
+    Refusal refusal_;
     StreamInfo info_;
 
     PictureContext picture_;
@@ -116,15 +117,13 @@ void H263Decoder::takePicture(const std::uint8_t* data, std::size_t size) {
         bits.skip(startBits);
         const PictureHeader header = readPicture(bits, format_);
         if (activate(header)) decodePicture(header, bits);
-        unsupported_.clear();
+        damage_.damagedPictures += refusal_.lift();
     } catch (const Damage&) {
         // A picture whose header cannot be read is as good as lost.
         ++damage_.damagedPictures;
     } catch (const UnsupportedStream& mode) {
-        // Once pictures have been decoded, one such header alone is damage that looks like a mode.
-        if (!hasInfo_ || mode.what() == unsupported_) throw;
-        unsupported_ = mode.what();
-        ++damage_.damagedPictures;
+        if (!hasInfo_ || refusal_.add(mode)) throw;
+        refusal_.leaveOut();
     }
 }
 
